@@ -1,0 +1,114 @@
+#include "chatengine.h"
+
+namespace OrvEngine {
+
+ChatEngine *ChatEngine::s_instance = nullptr;
+
+ChatEngine *ChatEngine::instance()
+{
+    if (!s_instance)
+        s_instance = new ChatEngine;
+    return s_instance;
+}
+
+void ChatEngine::release()
+{
+    delete s_instance;
+    s_instance = nullptr;
+}
+
+ChatEngine::ChatEngine()
+{
+    registerMetaTypes();
+}
+
+int ChatEngine::indexOf(const ClusterID &id) const
+{
+    for (size_t i = 0; i < m_sessions.size(); ++i) {
+        if (m_sessions[i]->clusterID() == id)
+            return int(i);
+    }
+    return -1;
+}
+
+SessionPtr ChatEngine::getSession(const ClusterID &id) const
+{
+    const int i = indexOf(id);
+    return i < 0 ? SessionPtr() : m_sessions[size_t(i)];
+}
+
+void ChatEngine::insertSessionQuietly(const SessionPtr &session)
+{
+    if (!session)
+        return;
+    const int i = indexOf(session->clusterID());
+    if (i >= 0)
+        m_sessions[size_t(i)] = session;
+    else
+        m_sessions.push_back(session);
+}
+
+void ChatEngine::insertSessions(const Sessions &sessions)
+{
+    Sessions added;
+    for (const auto &s : sessions) {
+        if (!s)
+            continue;
+        insertSessionQuietly(s);
+        added.push_back(s);
+    }
+    if (!added.empty())
+        Q_EMIT addSessions(added);
+}
+
+void ChatEngine::touchSessions(const Sessions &sessions)
+{
+    Sessions changed;
+    for (const auto &s : sessions) {
+        const int i = s ? indexOf(s->clusterID()) : -1;
+        if (i < 0)
+            continue;
+        m_sessions[size_t(i)]->setMsgTime(s->msgTime());
+        changed.push_back(m_sessions[size_t(i)]);
+    }
+    if (!changed.empty())
+        Q_EMIT updateSessions(changed);
+}
+
+void ChatEngine::removeSessions(const Sessions &sessions)
+{
+    Sessions removed;
+    for (const auto &s : sessions) {
+        const int i = s ? indexOf(s->clusterID()) : -1;
+        if (i < 0)
+            continue;
+        removed.push_back(m_sessions[size_t(i)]);
+        m_sessions.erase(m_sessions.begin() + i);
+    }
+    if (!removed.empty())
+        Q_EMIT deleteSessions(removed);
+}
+
+void ChatEngine::shieldingChatMsg(const ChatMsgPtr &msg)
+{
+    Q_EMIT chatMsgShielded(msg);
+}
+
+void ChatEngine::undoChatMsg(const ChatMsgPtr &msg)
+{
+    Q_EMIT chatMsgUndone(msg);
+}
+
+void ChatEngine::updateTransferStatus(const ChatMsgPtr &msg, int status)
+{
+    if (msg)
+        msg->setSentStatus(status == 0 ? SentStatus::Sent : SentStatus::Failed);
+    Q_EMIT transferStatusChanged(msg, status);
+}
+
+void ChatEngine::updateTransferProcess(const ChatMsgPtr &msg, const QString &, const QString &, qint64 done, qint64 total)
+{
+    Q_EMIT transferProgress(msg, done, total);
+}
+
+} // namespace OrvEngine

@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#pragma once
+
+#include "chatmsg.h"
+#include "session.h"
+
+#include <QObject>
+#include <QVector>
+
+namespace OrvEngine {
+
+/// Reference chat engine: the recent sessions, and the message notifications of the share tool.
+class ChatEngine : public QObject
+{
+    Q_OBJECT
+public:
+    static ChatEngine *instance();
+    static void release();
+
+    virtual Sessions getSessions() const { return m_sessions; }
+    virtual SessionPtr getSession(const ClusterID &id) const;
+
+    void insertSessions(const Sessions &sessions);
+    /// Sets the last-message time of known sessions.
+    void touchSessions(const Sessions &sessions);
+    void removeSessions(const Sessions &sessions);
+    void insertSessionQuietly(const SessionPtr &session);
+    void clear() { m_sessions.clear(); }
+
+    // Notifications about a message; the engine records them for whoever watches.
+    void shieldingChatMsg(const ChatMsgPtr &msg);
+    void undoChatMsg(const ChatMsgPtr &msg);
+    void updateTransferStatus(const ChatMsgPtr &msg, int status);
+    void updateTransferProcess(const ChatMsgPtr &msg, const QString &fileKey, const QString &path, qint64 done, qint64 total);
+
+Q_SIGNALS:
+    void updateSessions(const OrvEngine::Sessions &sessions);
+    void deleteSessions(const OrvEngine::Sessions &sessions);
+    void addSessions(const OrvEngine::Sessions &sessions);
+    void chatMsgShielded(const OrvEngine::ChatMsgPtr &msg);
+    void chatMsgUndone(const OrvEngine::ChatMsgPtr &msg);
+    void transferStatusChanged(const OrvEngine::ChatMsgPtr &msg, int status);
+    void transferProgress(const OrvEngine::ChatMsgPtr &msg, qint64 done, qint64 total);
+
+protected:
+    ChatEngine();
+
+private:
+    int indexOf(const ClusterID &id) const;
+    Sessions m_sessions;
+    static ChatEngine *s_instance;
+};
+
+} // namespace OrvEngine

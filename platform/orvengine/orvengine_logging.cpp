@@ -1,0 +1,3 @@
+#include "orvengine_logging.h"
+
+Q_LOGGING_CATEGORY(lcOrvEngine, "orv.engine", QtInfoMsg)

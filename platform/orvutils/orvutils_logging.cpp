@@ -1,0 +1,3 @@
+#include "orvutils_logging.h"
+
+Q_LOGGING_CATEGORY(lcOrvUtils, "orv.utils", QtInfoMsg)
