@@ -1,0 +1,3 @@
+#include "orvhttp_logging.h"
+
+Q_LOGGING_CATEGORY(lcOrvHttp, "orv.http", QtInfoMsg)
