@@ -1,0 +1,403 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#include "orvwebservice.h"
+#include "connectiondropper.h"
+#include "orvwebservice_logging.h"
+
+#include <QHash>
+#include <QHostAddress>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QMutex>
+#include <QSet>
+
+#include <httplib.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+
+namespace {
+
+const QLatin1String kErrnoKey("errno");
+const QLatin1String kMsgKey("msg");
+const QLatin1String kDataKey("data");
+
+const QString kIgnoreReminderPath = QStringLiteral("/mix/app/getIgnoreReminder");
+const QString kMacAddressField = QStringLiteral("macAddress");
+
+QString decodeComponent(QByteArray part)
+{
+    part.replace('+', ' ');
+    return QUrl::fromPercentEncoding(part);
+}
+
+// application/x-www-form-urlencoded, which is also how query strings are written.
+OrvWebService::Fields parseFields(const QByteArray &text)
+{
+    OrvWebService::Fields fields;
+    const QList<QByteArray> pairs = text.split('&');
+    for (const QByteArray &pair : pairs) {
+        if (pair.isEmpty())
+            continue;
+        const int eq = pair.indexOf('=');
+        if (eq < 0)
+            fields.append({decodeComponent(pair), QString()});
+        else
+            fields.append({decodeComponent(pair.left(eq)), decodeComponent(pair.mid(eq + 1))});
+    }
+    return fields;
+}
+
+QString valueOf(const OrvWebService::Fields &fields, const QString &key)
+{
+    for (const auto &field : fields) {
+        if (field.first == key)
+            return field.second;
+    }
+    return QString();
+}
+
+OrvWebService::Request toRequest(const httplib::Request &in)
+{
+    OrvWebService::Request out;
+    out.method = QString::fromStdString(in.method).toUpper();
+    out.path = QString::fromStdString(in.path);
+    const auto question = in.target.find('?');
+    if (question != std::string::npos)
+        out.query = parseFields(QByteArray::fromStdString(in.target.substr(question + 1)));
+    for (const auto &header : in.headers)
+        out.headers.append({QByteArray::fromStdString(header.first), QByteArray::fromStdString(header.second)});
+    out.body = QByteArray(in.body.data(), int(in.body.size()));
+    const std::string contentType = in.get_header_value("Content-Type");
+    if (contentType.rfind("application/x-www-form-urlencoded", 0) == 0)
+        out.form = parseFields(out.body);
+    return out;
+}
+
+void writeResponse(const OrvWebService::Response &in, httplib::Response &out)
+{
+    out.status = in.status;
+    out.set_content(in.body.constData(), size_t(in.body.size()), in.contentType.toStdString());
+}
+
+QString normalizedMac(const QString &mac)
+{
+    return mac.trimmed().toUpper().replace(QLatin1Char('-'), QLatin1Char(':'));
+}
+
+struct FaultEntry
+{
+    OrvWebService::Fault fault;
+    int delayMs;
+};
+
+} // namespace
+
+class OrvWebServicePrivate
+{
+public:
+    void handle(const httplib::Request &in, httplib::Response &out);
+    OrvWebService::Response dispatch(const OrvWebService::Request &request);
+    OrvWebService::Response ignoreReminder(const OrvWebService::Request &request);
+    /// False when stop() cut the wait short.
+    bool sleepFor(int ms);
+
+    mutable QMutex mutex; // guards everything below that handlers read
+    QHash<QPair<QString, QString>, OrvWebService::Handler> routes;
+    QHash<QString, FaultEntry> faults;
+    QVector<OrvWebService::Request> requests;
+    QSet<QString> ignoredMacs;
+    QString host;
+    quint16 port = 0;
+
+    std::unique_ptr<httplib::Server> server;
+    std::thread thread;
+
+    std::mutex sleepMutex;
+    std::condition_variable sleepWake;
+    bool stopping = false;
+};
+
+bool OrvWebServicePrivate::sleepFor(int ms)
+{
+    std::unique_lock<std::mutex> lock(sleepMutex);
+    return !sleepWake.wait_for(lock, std::chrono::milliseconds(ms), [this] { return stopping; });
+}
+
+void OrvWebServicePrivate::handle(const httplib::Request &in, httplib::Response &out)
+{
+    const OrvWebService::Request request = toRequest(in);
+    qCDebug(lcOrvWebService) << request.method << request.path;
+
+    bool faulty = false;
+    FaultEntry fault{};
+    {
+        QMutexLocker lock(&mutex);
+        requests.append(request);
+        if (requests.size() > OrvWebService::MaxRecordedRequests)
+            requests.remove(0, requests.size() - OrvWebService::MaxRecordedRequests);
+        const auto it = faults.constFind(request.path);
+        if (it != faults.constEnd()) {
+            faulty = true;
+            fault = *it;
+        }
+    }
+
+    if (faulty) {
+        switch (fault.fault) {
+        case OrvWebService::Fault::Status500:
+            writeResponse({500, QByteArrayLiteral("text/plain"), QByteArrayLiteral("Internal Server Error")}, out);
+            return;
+        case OrvWebService::Fault::Garbage:
+            writeResponse({200, QByteArrayLiteral("text/html"),
+                           QByteArrayLiteral("<html><body>502 Bad Gateway</body></html>")},
+                          out);
+            return;
+        case OrvWebService::Fault::Drop:
+            if (!ConnectionDropper::drop(in.local_port, in.remote_addr, in.remote_port)) {
+                // Second best: the status line goes out, then the connection closes mid-body.
+                qCWarning(lcOrvWebService) << "cannot drop the connection here; cutting the answer short";
+                out.status = 200;
+                out.set_content_provider(
+                    1024, "application/json", [](size_t, size_t, httplib::DataSink &) { return false; });
+            }
+            return;
+        case OrvWebService::Fault::Slow:
+            if (!sleepFor(fault.delayMs))
+                return;
+            break;
+        }
+    }
+    writeResponse(dispatch(request), out);
+}
+
+OrvWebService::Response OrvWebServicePrivate::dispatch(const OrvWebService::Request &request)
+{
+    OrvWebService::Handler handler;
+    {
+        QMutexLocker lock(&mutex);
+        handler = routes.value({request.method, request.path});
+        if (!handler && request.method == QLatin1String("HEAD"))
+            handler = routes.value({QStringLiteral("GET"), request.path});
+    }
+    if (!handler) {
+        qCInfo(lcOrvWebService) << "no route for" << request.method << request.path;
+        OrvWebService::Response response =
+            OrvWebService::fail(OrvWebService::NoRouteErrorNo, QStringLiteral("no route for %1").arg(request.path));
+        response.status = 404;
+        return response;
+    }
+    return handler(request);
+}
+
+OrvWebService::Response OrvWebServicePrivate::ignoreReminder(const OrvWebService::Request &request)
+{
+    if (!request.hasFormField(kMacAddressField))
+        return OrvWebService::fail(OrvWebService::MissingFieldErrorNo, QStringLiteral("missing field: macAddress"));
+    bool ignored;
+    {
+        QMutexLocker lock(&mutex);
+        ignored = ignoredMacs.contains(normalizedMac(request.formValue(kMacAddressField)));
+    }
+    // The answer carries its settings as JSON text inside the JSON.
+    const QJsonObject settings{{QStringLiteral("UpgradeNoMoreReminders"), ignored ? 1 : 0}};
+    const QString jsonText = QString::fromUtf8(QJsonDocument(settings).toJson(QJsonDocument::Compact));
+    return OrvWebService::ok(QJsonObject{{QStringLiteral("json_data"), jsonText}});
+}
+
+// ---------------------------------------------------------------------------------------------
+
+QString OrvWebService::Request::queryValue(const QString &key) const
+{
+    return valueOf(query, key);
+}
+
+bool OrvWebService::Request::hasFormField(const QString &key) const
+{
+    for (const auto &field : form) {
+        if (field.first == key)
+            return true;
+    }
+    return false;
+}
+
+QString OrvWebService::Request::formValue(const QString &key) const
+{
+    return valueOf(form, key);
+}
+
+QByteArray OrvWebService::Request::header(const QByteArray &name) const
+{
+    for (const auto &h : headers) {
+        if (h.first.compare(name, Qt::CaseInsensitive) == 0)
+            return h.second;
+    }
+    return QByteArray();
+}
+
+OrvWebService::OrvWebService()
+    : d(std::make_unique<OrvWebServicePrivate>())
+{
+    addRoute(QStringLiteral("POST"), kIgnoreReminderPath,
+             [this](const Request &request) { return d->ignoreReminder(request); });
+}
+
+OrvWebService::~OrvWebService()
+{
+    stop();
+}
+
+bool OrvWebService::start(const QString &host, quint16 port)
+{
+    if (isRunning()) {
+        qCWarning(lcOrvWebService) << "already listening on" << baseUrl();
+        return false;
+    }
+    auto server = std::make_unique<httplib::Server>();
+    // One request per connection: no idle keep-alive connection holds stop() up.
+    server->set_keep_alive_max_count(1);
+    server->set_keep_alive_timeout(1);
+    const httplib::Server::Handler handler = [this](const httplib::Request &in, httplib::Response &out) {
+        d->handle(in, out);
+    };
+    server->Get(".*", handler);
+    server->Post(".*", handler);
+    server->Put(".*", handler);
+    server->Patch(".*", handler);
+    server->Delete(".*", handler);
+    server->Options(".*", handler);
+
+    const std::string hostName = host.toStdString();
+    int bound = port;
+    if (port == 0)
+        bound = server->bind_to_any_port(hostName);
+    else if (!server->bind_to_port(hostName, port))
+        bound = -1;
+    if (bound <= 0) {
+        qCWarning(lcOrvWebService) << "cannot listen on" << host << port;
+        return false;
+    }
+
+    {
+        std::lock_guard<std::mutex> lock(d->sleepMutex);
+        d->stopping = false;
+    }
+    {
+        QMutexLocker lock(&d->mutex);
+        d->host = host;
+        d->port = quint16(bound);
+    }
+    httplib::Server *raw = server.get();
+    d->server = std::move(server);
+    d->thread = std::thread([raw] { raw->listen_after_bind(); });
+    // stop() is ignored by the server until its loop runs; do not hand out a service that cannot stop.
+    while (!raw->is_running())
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    qCInfo(lcOrvWebService) << "listening on" << baseUrl();
+    return true;
+}
+
+void OrvWebService::stop()
+{
+    if (!d->server)
+        return;
+    {
+        std::lock_guard<std::mutex> lock(d->sleepMutex);
+        d->stopping = true;
+    }
+    d->sleepWake.notify_all();
+    d->server->stop();
+    if (d->thread.joinable())
+        d->thread.join();
+    d->server.reset();
+    QMutexLocker lock(&d->mutex);
+    d->port = 0;
+}
+
+bool OrvWebService::isRunning() const
+{
+    return d->server != nullptr;
+}
+
+quint16 OrvWebService::port() const
+{
+    QMutexLocker lock(&d->mutex);
+    return d->port;
+}
+
+QUrl OrvWebService::baseUrl() const
+{
+    QMutexLocker lock(&d->mutex);
+    if (d->port == 0)
+        return QUrl();
+    QUrl url;
+    url.setScheme(QStringLiteral("http"));
+    // A wildcard address is reachable on loopback.
+    const QHostAddress address(d->host);
+    url.setHost(address == QHostAddress::AnyIPv4 || address == QHostAddress::AnyIPv6 ? QStringLiteral("127.0.0.1")
+                                                                                       : d->host);
+    url.setPort(d->port);
+    return url;
+}
+
+void OrvWebService::addRoute(const QString &method, const QString &path, Handler handler)
+{
+    QMutexLocker lock(&d->mutex);
+    d->routes.insert({method.toUpper(), path}, std::move(handler));
+}
+
+QByteArray OrvWebService::envelope(int errorNo, const QString &msg, const QJsonValue &data)
+{
+    const QJsonObject obj{{kErrnoKey, errorNo}, {kMsgKey, msg}, {kDataKey, data}};
+    return QJsonDocument(obj).toJson(QJsonDocument::Compact);
+}
+
+OrvWebService::Response OrvWebService::ok(const QJsonValue &data)
+{
+    return {200, QByteArrayLiteral("application/json"), envelope(SuccessErrorNo, QString(), data)};
+}
+
+OrvWebService::Response OrvWebService::fail(int errorNo, const QString &msg)
+{
+    return {200, QByteArrayLiteral("application/json"), envelope(errorNo, msg, QJsonValue::Null)};
+}
+
+QVector<OrvWebService::Request> OrvWebService::requests() const
+{
+    QMutexLocker lock(&d->mutex);
+    return d->requests;
+}
+
+void OrvWebService::clearRequests()
+{
+    QMutexLocker lock(&d->mutex);
+    d->requests.clear();
+}
+
+void OrvWebService::setFault(const QString &path, Fault fault, int delayMs)
+{
+    QMutexLocker lock(&d->mutex);
+    d->faults.insert(path, {fault, qMax(0, delayMs)});
+}
+
+void OrvWebService::clearFault(const QString &path)
+{
+    QMutexLocker lock(&d->mutex);
+    d->faults.remove(path);
+}
+
+void OrvWebService::clearFaults()
+{
+    QMutexLocker lock(&d->mutex);
+    d->faults.clear();
+}
+
+void OrvWebService::setIgnoreReminder(const QString &macAddress, bool ignore)
+{
+    QMutexLocker lock(&d->mutex);
+    if (ignore)
+        d->ignoredMacs.insert(normalizedMac(macAddress));
+    else
+        d->ignoredMacs.remove(normalizedMac(macAddress));
+}

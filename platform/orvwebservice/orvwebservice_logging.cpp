@@ -1,0 +1,3 @@
+#include "orvwebservice_logging.h"
+
+Q_LOGGING_CATEGORY(lcOrvWebService, "orv.webservice", QtInfoMsg)
