@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "orvwebservice.h"
-#include "connectiondropper.h"
+#include "sockettools.h"
 #include "orvwebservice_logging.h"
 
 #include <QHash>
@@ -155,7 +155,7 @@ void OrvWebServicePrivate::handle(const httplib::Request &in, httplib::Response 
                           out);
             return;
         case OrvWebService::Fault::Drop:
-            if (!ConnectionDropper::drop(in.local_port, in.remote_addr, in.remote_port)) {
+            if (!SocketTools::dropConnection(in.local_port, in.remote_addr, in.remote_port)) {
                 // Second best: the status line goes out, then the connection closes mid-body.
                 qCWarning(lcOrvWebService) << "cannot drop the connection here; cutting the answer short";
                 out.status = 200;
@@ -164,8 +164,10 @@ void OrvWebServicePrivate::handle(const httplib::Request &in, httplib::Response 
             }
             return;
         case OrvWebService::Fault::Slow:
-            if (!sleepFor(fault.delayMs))
+            if (!sleepFor(fault.delayMs)) {
+                writeResponse({503, QByteArrayLiteral("text/plain"), QByteArrayLiteral("Service stopping")}, out);
                 return;
+            }
             break;
         }
     }
@@ -258,6 +260,7 @@ bool OrvWebService::start(const QString &host, quint16 port)
     // One request per connection: no idle keep-alive connection holds stop() up.
     server->set_keep_alive_max_count(1);
     server->set_keep_alive_timeout(1);
+    server->set_socket_options([](socket_t socket) { SocketTools::setListenOptions(std::uintptr_t(socket)); });
     const httplib::Server::Handler handler = [this](const httplib::Request &in, httplib::Response &out) {
         d->handle(in, out);
     };

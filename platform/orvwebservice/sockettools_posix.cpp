@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "connectiondropper.h"
+#include "sockettools.h"
 
 #include <dirent.h>
 #include <netdb.h>
@@ -42,7 +42,13 @@ std::vector<int> openDescriptors()
 
 } // namespace
 
-bool ConnectionDropper::drop(int localPort, const std::string &remoteAddr, int remotePort)
+void SocketTools::setListenOptions(std::uintptr_t socket)
+{
+    const int yes = 1;
+    setsockopt(int(socket), SOL_SOCKET, SO_REUSEADDR, &yes, sizeof(yes));
+}
+
+bool SocketTools::dropConnection(int localPort, const std::string &remoteAddr, int remotePort)
 {
     for (int fd : openDescriptors()) {
         sockaddr_storage local{}, peer{};
