@@ -12,6 +12,7 @@
 
 #include <httplib.h>
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
@@ -292,11 +293,22 @@ bool OrvWebService::start(const QString &host, quint16 port)
         d->port = quint16(bound);
     }
     httplib::Server *raw = server.get();
-    d->server = std::move(server);
-    d->thread = std::thread([raw] { raw->listen_after_bind(); });
+    auto loopEnded = std::make_shared<std::atomic<bool>>(false);
+    d->thread = std::thread([raw, loopEnded] {
+        raw->listen_after_bind();
+        *loopEnded = true;
+    });
     // stop() is ignored by the server until its loop runs; do not hand out a service that cannot stop.
-    while (!raw->is_running())
+    while (!raw->is_running() && !*loopEnded)
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    if (*loopEnded) {
+        d->thread.join();
+        qCWarning(lcOrvWebService) << "the server loop on" << host << bound << "ended at once";
+        QMutexLocker lock(&d->mutex);
+        d->port = 0;
+        return false;
+    }
+    d->server = std::move(server);
     qCInfo(lcOrvWebService) << "listening on" << baseUrl();
     return true;
 }
