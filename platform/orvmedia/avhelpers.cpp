@@ -2,6 +2,7 @@
 #include "avhelpers.h"
 #include "orvmedia_logging.h"
 
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <cstdio>
@@ -38,6 +39,15 @@ QString avErrorText(int averror)
     return QString::fromUtf8(text);
 }
 
+QByteArray ffmpegFileName(const QString &path)
+{
+#ifdef Q_OS_WIN
+    return QDir::toNativeSeparators(path).toUtf8();
+#else
+    return QFile::encodeName(path);
+#endif
+}
+
 bool isMediaStream(const AVStream *stream)
 {
     const AVMediaType type = stream->codecpar->codec_type;
@@ -55,7 +65,7 @@ Error openInput(const QString &path, InputPtr *input)
         return OpenInputFailed;
     }
     AVFormatContext *ctx = nullptr;
-    int ret = avformat_open_input(&ctx, QFile::encodeName(path).constData(), nullptr, nullptr);
+    int ret = avformat_open_input(&ctx, ffmpegFileName(path).constData(), nullptr, nullptr);
     if (ret < 0) {
         qCWarning(lcOrvMedia) << "cannot open" << path << avErrorText(ret);
         return OpenInputFailed;

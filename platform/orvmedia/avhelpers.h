@@ -55,6 +55,9 @@ void installFfmpegLogging();
 
 QString avErrorText(int averror);
 
+/// A file name as FFmpeg's file protocol expects it (UTF-8 on Windows, the local encoding elsewhere).
+QByteArray ffmpegFileName(const QString &path);
+
 /// Opens a local file for demuxing and reads its stream information.
 /// OpenInputFailed when the file is missing or holds no audio or video stream.
 Error openInput(const QString &path, InputPtr *input);

@@ -32,7 +32,7 @@ OutputFile::~OutputFile()
 Error OutputFile::open()
 {
     installFfmpegLogging();
-    const QByteArray name = QFile::encodeName(m_path);
+    const QByteArray name = ffmpegFileName(m_path);
     if (m_path.isEmpty()) {
         qCWarning(lcOrvMedia) << "no destination file given";
         return InvalidArgument;
