@@ -18,8 +18,9 @@ OrvAVPlayer::OrvAVPlayer(QObject *parent)
     connect(&m_end, &QTimer::timeout, this, &OrvAVPlayer::onEndReached);
     connect(m_thread, &PlayerThread::opened, this, &OrvAVPlayer::onOpened);
     connect(m_thread, &PlayerThread::openFailed, this, &OrvAVPlayer::onOpenFailed);
-    connect(m_thread, &PlayerThread::frameDecoded, this, [this](const QImage &frame) {
-        if (m_state == PlayingState)
+    connect(m_thread, &PlayerThread::frameDecoded, this, [this](const QImage &frame, qint64, quint64 session) {
+        // Pictures still queued from before a pause or seek are not shown.
+        if (m_state == PlayingState && session == m_session)
             Q_EMIT frameAvailable(frame);
     });
     m_thread->start();
@@ -89,7 +90,7 @@ void OrvAVPlayer::setState(State state)
 void OrvAVPlayer::runClock()
 {
     m_epoch = PlayerThread::clockMs();
-    m_thread->play(m_basePosition, m_epoch);
+    m_thread->play(m_basePosition, m_epoch, ++m_session);
     m_tick.start();
     m_end.start(int(std::max<qint64>(0, duration() - m_basePosition)));
 }

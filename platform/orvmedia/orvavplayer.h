@@ -101,6 +101,7 @@ private:
     State m_state = StoppedState;
     qint64 m_basePosition = 0; // position when the clock was last (re)started or stopped
     qint64 m_epoch = 0;        // clock reading at m_basePosition while playing
+    quint64 m_session = 0;     // one per run of the clock; pictures of older runs are stale
     qreal m_volume = 1.0;
     QTimer m_tick;
     QTimer m_end;

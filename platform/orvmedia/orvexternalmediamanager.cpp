@@ -8,15 +8,14 @@
 
 #include <QFile>
 #include <QFileInfo>
-#include <QMutex>
 #include <QStringList>
 #include <algorithm>
 
 using OrvMedia::Error;
 using OrvMedia::StreamCopier;
 
+// After openVideo() the decoder is used only by the picture pool's single thread.
 struct OrvExternalMediaManager::OpenVideo {
-    QMutex mutex; // the decoder is used by one picture request at a time
     OrvMedia::FrameDecoder decoder;
 };
 
@@ -56,8 +55,9 @@ OrvExternalMediaManager::OrvExternalMediaManager()
 {
     OrvMedia::installFfmpegLogging();
     m_pool.setObjectName(QStringLiteral("OrvExternalMediaManager"));
-    // One long file job and one picture request can run side by side.
     m_pool.setMaxThreadCount(2);
+    m_framePool.setObjectName(QStringLiteral("OrvExternalMediaManager frames"));
+    m_framePool.setMaxThreadCount(1);
 }
 
 OrvExternalMediaManager::~OrvExternalMediaManager()
@@ -66,7 +66,9 @@ OrvExternalMediaManager::~OrvExternalMediaManager()
     for (const CancelToken &token : m_clipTokens)
         token->store(true);
     m_pool.clear();
+    m_framePool.clear();
     m_pool.waitForDone();
+    m_framePool.waitForDone();
 }
 
 void OrvExternalMediaManager::mergeVideoFiles(const std::vector<QString> &parts, QString dst)
@@ -249,14 +251,10 @@ void OrvExternalMediaManager::getFrameImage(double time)
         post(this, [fail] { fail(OrvMedia::NoVideoOpened); });
         return;
     }
-    m_pool.start([this, video, time, fail] {
+    m_framePool.start([this, video, time, fail] {
         QImage image;
         double frameTime = -1;
-        Error err;
-        {
-            QMutexLocker lock(&video->mutex);
-            err = video->decoder.frameAt(time, &image, &frameTime);
-        }
+        const Error err = video->decoder.frameAt(time, &image, &frameTime);
         post(this, [this, err, image, time, frameTime, fail] {
             if (err == OrvMedia::NoError)
                 Q_EMIT getFrameImageFinished(image, time, frameTime);

@@ -60,7 +60,8 @@ public:
     double getVideoDuration();
     /// Moves the current position (seconds) used by getFrameImage().
     void seekVideo(double time);
-    /// Picture at the current position, delivered by getFrameImageFinished.
+    /// Picture at the current position, delivered by getFrameImageFinished. Picture requests are
+    /// answered in the order they were made, independently of file jobs.
     void getFrameImage();
     /// Picture at `time` seconds, delivered by getFrameImageFinished.
     void getFrameImage(double time);
@@ -95,7 +96,8 @@ private:
     CancelToken newToken();
     void forgetToken(const CancelToken &token);
 
-    QThreadPool m_pool;
+    QThreadPool m_pool;      // file jobs
+    QThreadPool m_framePool; // picture requests, one at a time and in order
     std::shared_ptr<std::atomic_bool> m_shutdown;
     std::vector<CancelToken> m_clipTokens;
     std::shared_ptr<OpenVideo> m_video;

@@ -41,11 +41,12 @@ void PlayerThread::open(const QString &path, quint64 ticket)
     m_wake.wakeAll();
 }
 
-void PlayerThread::play(qint64 fromMs, qint64 epochMs)
+void PlayerThread::play(qint64 fromMs, qint64 epochMs, quint64 session)
 {
     QMutexLocker lock(&m_mutex);
     m_fromMs = fromMs;
     m_epochMs = epochMs;
+    m_session = session;
     m_playing = true;
     m_seekPending = true;
     ++m_generation;
@@ -121,8 +122,9 @@ void PlayerThread::run()
         if (shownSinceSeek && clockMs() - due > kLateMs)
             continue;
         shownSinceSeek = true;
+        const quint64 session = m_session;
         lock.unlock();
-        Q_EMIT frameDecoded(frame, positionMs);
+        Q_EMIT frameDecoded(frame, positionMs, session);
         lock.relock();
     }
 }

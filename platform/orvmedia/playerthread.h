@@ -31,14 +31,15 @@ public:
     /// Opens `path`, answered by opened() or openFailed() with the same ticket.
     void open(const QString &path, quint64 ticket);
     /// Shows pictures from `fromMs` on; the clock reads `fromMs` at clockMs() == `epochMs`.
-    void play(qint64 fromMs, qint64 epochMs);
+    /// The pictures carry `session`, so the player can tell those of an earlier play() apart.
+    void play(qint64 fromMs, qint64 epochMs, quint64 session);
     /// Stops handing over pictures until the next play().
     void halt();
 
 Q_SIGNALS:
     void opened(quint64 ticket, double duration, const QSize &videoSize, bool hasVideo);
     void openFailed(quint64 ticket, int errorNo);
-    void frameDecoded(const QImage &frame, qint64 positionMs);
+    void frameDecoded(const QImage &frame, qint64 positionMs, quint64 session);
 
 protected:
     void run() override;
@@ -56,6 +57,7 @@ private:
     bool m_seekPending = false;
     qint64 m_fromMs = 0;
     qint64 m_epochMs = 0;
+    quint64 m_session = 0;
     quint64 m_generation = 0; // bumped by every command, so work begun before it is thrown away
     FrameDecoder m_decoder;   // run() only
 };
