@@ -31,6 +31,8 @@ public:
     ChartStore<Org::EmployeeInfo> &store() { return m_store; }
     void completeSync();
     void completeSchoolSync(quint64 sid);
+    /// Forgets that the chart was synced, as on a new sign-in.
+    void resetSync() { m_synced = false; }
     void clear();
 
 Q_SIGNALS:

@@ -31,6 +31,8 @@ public:
     ChartStore<SchoolChart::EmployeeInfo> &store() { return m_store; }
     void completeSync();
     void completeAvatarSync();
+    /// Forgets that the chart was synced, as on a new sign-in.
+    void resetSync() { m_sentSyncComplete = false; }
     void clear();
 
 Q_SIGNALS:

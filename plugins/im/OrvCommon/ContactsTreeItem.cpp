@@ -121,20 +121,42 @@ int typeTieBreak(int type)
 }
 } // namespace
 
-bool ContactsTreeItem::compareItem(const ContactsTreeItem *a, const ContactsTreeItem *b)
+// The sibling order; nameLess decides between two unranked names of the same type.
+template<typename NameLess>
+static bool lessThan(const ContactsTreeItem *a, const ContactsTreeItem *b, NameLess &&nameLess)
 {
-    const int ra = toSortNum(a->m_type);
-    const int rb = toSortNum(b->m_type);
+    const int ra = ContactsTreeItem::toSortNum(a->type());
+    const int rb = ContactsTreeItem::toSortNum(b->type());
     if (ra != rb)
         return ra < rb;
-    if (a->m_type != b->m_type)
-        return typeTieBreak(a->m_type) < typeTieBreak(b->m_type);
-    if (a->m_type == RecentChat)
-        return a->m_lastMsgTime > b->m_lastMsgTime;
-    if (a->m_sortNum == -1 && b->m_sortNum == -1)
-        return QString::localeAwareCompare(a->m_name, b->m_name) < 0;
-    return a->m_sortNum < b->m_sortNum;
+    if (a->type() != b->type())
+        return typeTieBreak(a->type()) < typeTieBreak(b->type());
+    if (a->type() == ContactsTreeItem::RecentChat)
+        return a->lastMsgTime() > b->lastMsgTime();
+    if (a->sortNum() == -1 && b->sortNum() == -1)
+        return nameLess(a->name(), b->name());
+    return a->sortNum() < b->sortNum();
 }
+
+bool ContactsTreeItem::compareItem(const ContactsTreeItem *a, const ContactsTreeItem *b)
+{
+    return lessThan(a, b, [](const QString &x, const QString &y) { return QString::localeAwareCompare(x, y) < 0; });
+}
+
+namespace {
+// The collator localeAwareCompare uses, kept per thread so bulk sorts skip its per-call lookup;
+// rebuilt when the default locale changes.
+const QCollator &sortCollator()
+{
+    thread_local QLocale locale;
+    thread_local QCollator collator{locale};
+    if (QLocale() != locale) {
+        locale = QLocale();
+        collator = QCollator(locale);
+    }
+    return collator;
+}
+} // namespace
 
 bool ContactsTreeItem::sortChildren()
 {
@@ -145,11 +167,14 @@ bool ContactsTreeItem::sortChildren()
     if (list.size() < 2)
         return false;
     const QList<AbstractTreeItem *> before = list;
-    auto less = [](AbstractTreeItem *a, AbstractTreeItem *b) {
-        return compareItem(static_cast<ContactsTreeItem *>(a), static_cast<ContactsTreeItem *>(b));
+    const QCollator &collator = sortCollator();
+    auto less = [&collator](AbstractTreeItem *a, AbstractTreeItem *b) {
+        return lessThan(static_cast<ContactsTreeItem *>(a), static_cast<ContactsTreeItem *>(b),
+                        [&collator](const QString &x, const QString &y) { return collator.compare(x, y) < 0; });
     };
 
-    if (list.size() < 24) {
+    static const int kKeyFrom = qEnvironmentVariableIsSet("ORV_KEYFROM") ? qEnvironmentVariableIntValue("ORV_KEYFROM") : 1000;
+    if (list.size() < kKeyFrom) {
         std::stable_sort(list.begin(), list.end(), less);
     } else {
         // Large lists: each name gets its collation key once instead of taking part in
@@ -161,7 +186,6 @@ bool ContactsTreeItem::sortChildren()
             QCollatorSortKey name;
             AbstractTreeItem *item;
         };
-        QCollator collator{QLocale()};
         const QCollatorSortKey emptyKey = collator.sortKey(QString());
         std::vector<Key> keys;
         keys.reserve(size_t(list.size()));

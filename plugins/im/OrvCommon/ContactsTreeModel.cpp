@@ -379,7 +379,7 @@ Item *ContactsTreeModel::zoom(Item::ItemType type) const
 
 Item *ContactsTreeModel::findChild(Item *parent, Item::ItemType type, const ClusterID &value)
 {
-    constexpr int kIndexFrom = 32;
+    constexpr int kIndexFrom = 128;
     if (m_resetDepth > 0 && parent->childCount() >= kIndexFrom) {
         auto it = m_childIndex.find(parent);
         if (it == m_childIndex.end()) {
