@@ -1,0 +1,11 @@
+file(REMOVE "${OUT}")
+execute_process(COMMAND ${XVFB_RUN} -a -s "-screen 0 1600x1000x24" ${DEMO} --screenshot ${OUT}
+                RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE err)
+if(NOT rc EQUAL 0)
+    message(FATAL_ERROR "orv-demo failed (${rc}): ${out} ${err}")
+endif()
+file(SIZE "${OUT}" size)
+if(size LESS 10000)
+    message(FATAL_ERROR "screenshot ${OUT} is only ${size} bytes")
+endif()
+message(STATUS "screenshot ${OUT}: ${size} bytes")
