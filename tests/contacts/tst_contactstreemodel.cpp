@@ -544,6 +544,27 @@ private Q_SLOTS:
         QVERIFY(copy->childItem(3)->childItem(0) != d1->childItem(0));
     }
 
+    void shouldRepaintAvatarsOfTheNodesConcerned()
+    {
+        QVERIFY(ContactsFixture::load());
+        ContactsFixture f;
+        f.create();
+        WorldLoader::finishSync();
+        QSignalSpy changed(f.model, &QAbstractItemModel::dataChanged);
+        QSignalSpy reset(f.model, &QAbstractItemModel::modelReset);
+        QPixmap p(4, 4);
+        p.fill(Qt::blue);
+        // 张伟 stands as recent chat, friend, company and school staff: four repaints.
+        AvatarManager::instance().setUserAvatar(2, p);
+        QCOMPARE(changed.count(), 4);
+        changed.clear();
+        AvatarManager::instance().setClusterAvatar(ClusterID(100, Group), p);
+        QCOMPARE(changed.count(), 2); // the group and its recent chat
+        QCOMPARE(reset.count(), 0);
+        SchoolChartManager::instance()->completeAvatarSync();
+        QCOMPARE(reset.count(), 1);
+    }
+
     void shouldBuildANewTreeAfterRelease()
     {
         QVERIFY(ContactsFixture::load());
