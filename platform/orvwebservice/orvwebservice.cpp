@@ -79,6 +79,8 @@ OrvWebService::Request toRequest(const httplib::Request &in)
 void writeResponse(const OrvWebService::Response &in, httplib::Response &out)
 {
     out.status = in.status;
+    for (const auto &header : in.headers)
+        out.set_header(header.first.toStdString(), header.second.toStdString());
     out.set_content(in.body.constData(), size_t(in.body.size()), in.contentType.toStdString());
 }
 

@@ -54,9 +54,17 @@ public:
 
     struct Response
     {
+        Response() = default;
+        Response(int status, QByteArray contentType, QByteArray body, QList<QPair<QByteArray, QByteArray>> headers = {})
+            : status(status), contentType(std::move(contentType)), body(std::move(body)), headers(std::move(headers))
+        {
+        }
+
         int status = 200;
         QByteArray contentType = QByteArrayLiteral("application/json");
         QByteArray body;
+        /// Extra headers, such as "Location" for a redirect.
+        QList<QPair<QByteArray, QByteArray>> headers;
     };
 
     using Handler = std::function<Response(const Request &)>;
