@@ -135,17 +135,25 @@ void ContactsEngine::renameCluster(const ClusterID &id, const QString &name)
     Q_EMIT updateClusterInformation({id});
 }
 
-void ContactsEngine::addClusterMembers(const ClusterID &id, const ClusterMembers &members)
+bool ContactsEngine::storeMembers(const ClusterID &id, const ClusterMembers &members, std::vector<quint64> &uids)
 {
     const auto c = m_clusters.value(id);
     if (!c)
-        return;
-    std::vector<quint64> uids;
+        return false;
     for (const auto &m : members) {
+        if (!m)
+            continue;
         c->addMember(m);
         uids.push_back(m->id());
     }
-    Q_EMIT addClusterMember(id, uids);
+    return true;
+}
+
+void ContactsEngine::addClusterMembers(const ClusterID &id, const ClusterMembers &members)
+{
+    std::vector<quint64> uids;
+    if (storeMembers(id, members, uids))
+        Q_EMIT addClusterMember(id, uids);
 }
 
 void ContactsEngine::removeClusterMembers(const ClusterID &id, const std::vector<quint64> &uids)
@@ -164,15 +172,9 @@ void ContactsEngine::removeClusterMembers(const ClusterID &id, const std::vector
 
 void ContactsEngine::updateClusterMembers(const ClusterID &id, const ClusterMembers &members)
 {
-    const auto c = m_clusters.value(id);
-    if (!c)
-        return;
     std::vector<quint64> uids;
-    for (const auto &m : members) {
-        c->addMember(m);
-        uids.push_back(m->id());
-    }
-    Q_EMIT updateClusterMemberInfo(id, uids);
+    if (storeMembers(id, members, uids))
+        Q_EMIT updateClusterMemberInfo(id, uids);
 }
 
 void ContactsEngine::setMemberNickname(const ClusterID &id, quint64 uid, const QString &nickname)

@@ -76,6 +76,8 @@ protected:
     ContactsEngine();
 
 private:
+    bool storeMembers(const ClusterID &id, const ClusterMembers &members, std::vector<quint64> &uids);
+
     QHash<ClusterID, ClusterInfoPtr> m_clusters;
     std::vector<ClusterID> m_order;
     QHash<quint64, UserInfoPtr> m_users;
