@@ -65,6 +65,11 @@ SnapshotLessonPtr CourseEngine::getLesson(quint64 courseId, quint64 lessonId) co
     return {};
 }
 
+bool CourseEngine::isLessonWaitingToEnter(const SnapshotLessonPtr &lesson) const
+{
+    return lesson && lesson->state() == SnapshotLesson::Running && lesson->roleValid();
+}
+
 void CourseEngine::insertSchoolQuietly(const SchoolInfoPtr &school)
 {
     if (school)

@@ -26,6 +26,8 @@ public:
     virtual SchoolInfoPtr getSchoolInfo(quint64 schoolId, bool fetchIfMissing = false) const;
     virtual std::vector<SnapshotLessonPtr> getLessons(quint64 schoolId, quint64 courseId) const;
     SnapshotLessonPtr getLesson(quint64 courseId, quint64 lessonId) const;
+    /// The lesson is running and the user still has a role in it: it waits to be entered.
+    virtual bool isLessonWaitingToEnter(const SnapshotLessonPtr &lesson) const;
 
     // Mutations.
     void setSchool(const SchoolInfoPtr &school);

@@ -23,4 +23,14 @@ void NoticeEngine::setUnreadNoticeCount(int count)
     Q_EMIT updateUnreadNoticeCount();
 }
 
+void NoticeEngine::notifyServerInMaintenance(const QString &hintText, bool isFirstLogin)
+{
+    Q_EMIT signalServerInMaintenanceNotice(hintText, isFirstLogin);
+}
+
+void NoticeEngine::completeSysMsgSync()
+{
+    Q_EMIT signalSysMsgSyncFinished();
+}
+
 } // namespace OrvEngine

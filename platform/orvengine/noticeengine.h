@@ -16,8 +16,15 @@ public:
     virtual int unreadNoticeCount() const { return m_unread; }
     void setUnreadNoticeCount(int count);
 
+    /// The server announced maintenance; isFirstLogin: the notice came with this sign-in.
+    void notifyServerInMaintenance(const QString &hintText, bool isFirstLogin);
+    /// The system messages of this sign-in have all been fetched.
+    void completeSysMsgSync();
+
 Q_SIGNALS:
     void updateUnreadNoticeCount();
+    void signalServerInMaintenanceNotice(const QString &hintText, bool isFirstLogin);
+    void signalSysMsgSyncFinished();
 
 protected:
     NoticeEngine() = default;
