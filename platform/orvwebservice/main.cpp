@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 // Runs the local web service for manual use: orv-webservice [--host H] [--port P] [--ignore-reminder MAC]...
+#include "orvclouddisk.h"
 #include "orvwebservice.h"
 
 #include <QCommandLineParser>
@@ -32,6 +33,8 @@ int main(int argc, char *argv[])
     }
 
     OrvWebService service;
+    OrvCloudDisk cloudDisk;
+    cloudDisk.install(service);
     const QStringList macs = parser.values(ignoreOption);
     for (const QString &mac : macs)
         service.setIgnoreReminder(mac, true);

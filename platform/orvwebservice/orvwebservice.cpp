@@ -102,12 +102,15 @@ class OrvWebServicePrivate
 public:
     void handle(const httplib::Request &in, httplib::Response &out);
     OrvWebService::Response dispatch(const OrvWebService::Request &request);
+    /// Caller holds mutex.
+    OrvWebService::Handler prefixHandler(const QString &method, const QString &path) const;
     OrvWebService::Response ignoreReminder(const OrvWebService::Request &request);
     /// False when stop() cut the wait short.
     bool sleepFor(int ms);
 
     mutable QMutex mutex; // guards everything below that handlers read
     QHash<QPair<QString, QString>, OrvWebService::Handler> routes;
+    QHash<QPair<QString, QString>, OrvWebService::Handler> prefixRoutes;
     QHash<QString, FaultEntry> faults;
     QVector<OrvWebService::Request> requests;
     QSet<QString> ignoredMacs;
@@ -185,6 +188,10 @@ OrvWebService::Response OrvWebServicePrivate::dispatch(const OrvWebService::Requ
         handler = routes.value({request.method, request.path});
         if (!handler && request.method == QLatin1String("HEAD"))
             handler = routes.value({QStringLiteral("GET"), request.path});
+        if (!handler)
+            handler = prefixHandler(request.method, request.path);
+        if (!handler && request.method == QLatin1String("HEAD"))
+            handler = prefixHandler(QStringLiteral("GET"), request.path);
     }
     if (!handler) {
         qCInfo(lcOrvWebService) << "no route for" << request.method << request.path;
@@ -194,6 +201,22 @@ OrvWebService::Response OrvWebServicePrivate::dispatch(const OrvWebService::Requ
         return response;
     }
     return handler(request);
+}
+
+OrvWebService::Handler OrvWebServicePrivate::prefixHandler(const QString &method, const QString &path) const
+{
+    OrvWebService::Handler best;
+    int bestLength = -1;
+    for (auto it = prefixRoutes.cbegin(); it != prefixRoutes.cend(); ++it) {
+        const QString &prefix = it.key().second;
+        if (it.key().first != method || prefix.size() <= bestLength || !path.startsWith(prefix))
+            continue;
+        if (path.size() != prefix.size() && !prefix.endsWith(QLatin1Char('/')) && path.at(prefix.size()) != QLatin1Char('/'))
+            continue;
+        best = it.value();
+        bestLength = prefix.size();
+    }
+    return best;
 }
 
 OrvWebService::Response OrvWebServicePrivate::ignoreReminder(const OrvWebService::Request &request)
@@ -362,6 +385,12 @@ void OrvWebService::addRoute(const QString &method, const QString &path, Handler
 {
     QMutexLocker lock(&d->mutex);
     d->routes.insert({method.toUpper(), path}, std::move(handler));
+}
+
+void OrvWebService::addPrefixRoute(const QString &method, const QString &prefix, Handler handler)
+{
+    QMutexLocker lock(&d->mutex);
+    d->prefixRoutes.insert({method.toUpper(), prefix}, std::move(handler));
 }
 
 QByteArray OrvWebService::envelope(int errorNo, const QString &msg, const QJsonValue &data)

@@ -98,6 +98,10 @@ public:
 
     /// Replaces any route of the same method and path. Safe while running.
     void addRoute(const QString &method, const QString &path, Handler handler);
+    /// Serves every path under prefix (for example "/client/cloud/cs/im") that has no route of its
+    /// own; the longest matching prefix wins. A prefix matches the path itself and paths that
+    /// continue it after a '/'. Safe while running.
+    void addPrefixRoute(const QString &method, const QString &prefix, Handler handler);
 
     static Response ok(const QJsonValue &data = QJsonValue());
     static Response fail(int errorNo, const QString &msg);

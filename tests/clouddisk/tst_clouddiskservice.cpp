@@ -1,0 +1,220 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#include "orvclouddisk.h"
+#include "orvwebservice.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QSignalSpy>
+#include <QUrlQuery>
+#include <QtTest>
+
+namespace {
+
+struct Answer
+{
+    int status = 0;
+    QByteArray body;
+    QByteArray contentType;
+    QJsonObject json() const { return QJsonDocument::fromJson(body).object(); }
+    int errorNo() const { return json().value("errno").toInt(); }
+    QJsonValue data() const { return json().value("data"); }
+};
+
+} // namespace
+
+class CloudDiskServiceTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        m_disk.install(m_service);
+        QVERIFY(m_service.start());
+    }
+
+    void listsFilesBySourceAndFolder()
+    {
+        const QJsonArray own = get("/cloudspace/api/user/files", {{"source", "0"}}).data().toArray();
+        const QJsonArray shared = get("/cloudspace/api/user/files", {{"source", "6"}}).data().toArray();
+        const QJsonArray school = get("/cloudspace/api/user/files", {{"source", "8"}}).data().toArray();
+        QVERIFY(own.size() >= 5);
+        QVERIFY(!shared.isEmpty());
+        QVERIFY(!school.isEmpty());
+        for (const QJsonValue &v : shared) {
+            QCOMPARE(v["fileSource"].toInt(), 6);
+            QVERIFY(v["shareUid"].toDouble() > 0);
+        }
+        for (const QJsonValue &v : school)
+            QCOMPARE(v["sid"].toDouble(), double(OrvCloudDisk::SchoolId));
+
+        const QJsonArray folder = get("/cloudspace/api/user/files", {{"source", "0"}, {"folderId", "501"}}).data().toArray();
+        QVERIFY(!folder.isEmpty());
+        for (const QJsonValue &v : folder)
+            QCOMPARE(v["folderId"].toInt(), 501);
+
+        // Exam entries carry their page and window size, as the page sends them.
+        const QJsonObject exam = OrvCloudDisk::entry(m_disk.file(1007));
+        QCOMPARE(exam["fileType"].toInt(), 1);
+        QCOMPARE(exam["size"].toString(), QString("900*700"));
+        QVERIFY(exam["url"].toString().startsWith("/client/exam/"));
+    }
+
+    void sourceAddressLeadsToTheBytes()
+    {
+        const Answer answer = get("/cloudspace/api/user/file/source", {{"userFileId", "1002"}});
+        QCOMPARE(answer.errorNo(), 1);
+        const QString path = answer.data()["filePath"].toString();
+        QVERIFY(path.startsWith("download/"));
+        QCOMPARE(answer.data()["fileName"].toString(), QString("Worksheet.pdf"));
+        const Answer bytes = get("/" + path);
+        QCOMPARE(bytes.status, 200);
+        QCOMPARE(bytes.body, m_disk.file(1002).bytes);
+        QCOMPARE(bytes.contentType, QByteArray("application/pdf"));
+
+        // The name travels in the address, however hostile.
+        const QString hostile = get("/cloudspace/api/user/file/source", {{"userFileId", "1005"}}).data()["filePath"].toString();
+        QCOMPARE(QUrlQuery(QUrl("/" + hostile).query()).queryItemValue("n", QUrl::FullyDecoded), QString("../../escape.txt"));
+
+        QCOMPARE(get("/cloudspace/api/user/file/source", {{"userFileId", "999999"}}).errorNo(), OrvCloudDisk::NoSuchFileErrorNo);
+        QCOMPARE(get("/cloudspace/api/user/file/source", {{"userFileId", "abc"}}).errorNo(), OrvCloudDisk::NoSuchFileErrorNo);
+        QCOMPARE(get("/cloudspace/api/user/file/source", {}).errorNo(), OrvWebService::MissingFieldErrorNo);
+        // A shared file is reached through its sharer only.
+        QCOMPARE(get("/cloudspace/api/user/file/source", {{"userFileId", "2001"}}).errorNo(), OrvCloudDisk::NoSuchFileErrorNo);
+        QCOMPARE(get("/download/file", {{"id", "424242"}}).status, 404);
+    }
+
+    void sharedFilesNeedTheirSharer()
+    {
+        const QList<QPair<QString, QString>> good{
+            {"userFileId", "2001"}, {"shareUid", QString::number(OrvCloudDisk::SharingUserId)},
+            {"referenceType", "1"}, {"referenceId", "9001"}};
+        QCOMPARE(get("/cloudspace/api/user/share/file/source", good).errorNo(), 1);
+        QCOMPARE(get("/cloudspace/api/user/share/file/source", {{"userFileId", "2001"}, {"shareUid", "1"}}).errorNo(),
+                 OrvCloudDisk::NoSuchFileErrorNo);
+        QCOMPARE(get("/cloudspace/api/user/share/file/source", {{"userFileId", "2001"}}).errorNo(),
+                 OrvWebService::MissingFieldErrorNo);
+    }
+
+    void batchAndOrganizationDownloads()
+    {
+        Answer batch = post("/cloudspace/api/user/batch/download", {{"fileIds", "1002,1006"}});
+        QCOMPARE(batch.errorNo(), 1);
+        const QJsonArray items = batch.data().toArray();
+        QCOMPARE(items.size(), 2);
+        // Same name twice: telling them apart is the client's job.
+        QCOMPARE(items[0]["fileName"].toString(), items[1]["fileName"].toString());
+        QVERIFY(items[0]["path"].toString() != items[1]["path"].toString());
+        QCOMPARE(post("/cloudspace/api/user/batch/download", {{"fileIds", "1002,x"}}).errorNo(), OrvCloudDisk::NoSuchFileErrorNo);
+        QCOMPARE(post("/cloudspace/api/user/batch/download", {{"fileIds", "3001"}}).errorNo(), OrvCloudDisk::NoSuchFileErrorNo);
+
+        const QString sid = QString::number(OrvCloudDisk::SchoolId);
+        Answer org = post("/cloudspace/api/organization/download", {{"UID", "10001"}, {"fileIds", "3001,3003"}, {"sid", sid}});
+        QCOMPARE(org.errorNo(), 1);
+        QCOMPARE(org.json()["error_info"].toObject()["errno"].toInt(), 1);
+        QCOMPARE(org.data().toArray().size(), 2);
+        org = post("/cloudspace/api/organization/download", {{"UID", "10001"}, {"fileIds", "3001"}, {"sid", "1"}});
+        QCOMPARE(org.json()["error_info"].toObject()["errno"].toInt(), OrvCloudDisk::NoSuchFileErrorNo);
+        org = post("/cloudspace/api/organization/download", {{"fileIds", "3001"}});
+        QCOMPARE(org.errorNo(), OrvWebService::MissingFieldErrorNo);
+
+        const Answer preview = post("/cloudspace/api/organization/image/preview", {{"UID", "10001"}, {"orgFileId", "3002"}, {"sid", sid}});
+        QCOMPARE(preview.json()["error_info"].toObject()["errno"].toInt(), 1);
+        QVERIFY(preview.data()["filePath"].toString().startsWith("download/"));
+        QCOMPARE(post("/cloudspace/api/organization/image/preview", {{"UID", "1"}}).errorNo(), OrvWebService::MissingFieldErrorNo);
+    }
+
+    void recordsSavesAndRecentOpens()
+    {
+        const Answer saved = post("/cloudspace/api/user/saveSharedFile", {{"shareId", "9001"}, {"folderId", "0"}});
+        QCOMPARE(saved.errorNo(), 1);
+        QVERIFY(saved.data()["userFileId"].toDouble() > 0);
+        QCOMPARE(m_disk.savedSharedFiles().last()["shareId"].toString(), QString("9001"));
+        QCOMPARE(post("/api/user/addRecentOpen", {{"userFileId", "1002"}}).errorNo(), 1);
+        QCOMPARE(m_disk.recentOpens().last()["userFileId"].toString(), QString("1002"));
+
+        const Answer exported = post("/cloudspace/api/exam/paper/export", {{"prId", "7001"}});
+        QCOMPARE(exported.errorNo(), 1);
+        QVERIFY(exported.data()["fileName"].toString().endsWith(".docx"));
+        QCOMPARE(get("/" + exported.data()["path"].toString()).status, 200);
+    }
+
+    void servesThePagesTheClientOpens_data()
+    {
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<QByteArray>("marker");
+        QTest::newRow("im") << "/client/cloud/cs/im" << QByteArray("cloudPage");
+        QTest::newRow("im folder") << "/client/cloud/cs/im/doc/501" << QByteArray("cloudPage");
+        QTest::newRow("room") << "/client/cloud/cs/room" << QByteArray("cloudPage");
+        QTest::newRow("room org") << "/client/cloud/cs/room/org" << QByteArray("cloudPage");
+        QTest::newRow("extended screen") << "/client/cloud/cs/room/home/?extendscreen=true" << QByteArray("cloudPage");
+        QTest::newRow("login") << "/client/cloud/launcher/login" << QByteArray("'login'");
+        QTest::newRow("file picker") << "/client/cloud/file/im?type=homework&otherMax=1&sid=3" << QByteArray("selectFile");
+        QTest::newRow("file picker page") << "/client/clouddisk/selectfile_im.html?imgMax=1" << QByteArray("selectFile");
+        QTest::newRow("folder picker") << "/client/cloud/folder/im" << QByteArray("selectFolder");
+        QTest::newRow("folder picker page") << "/client/clouddisk/selectfolder_im.html?from=exam" << QByteArray("selectFolder");
+        QTest::newRow("question save") << "/client/lmsbleach/exam-pc/" << QByteArray("selectCategory");
+        QTest::newRow("script") << "/client/static/cloud.js" << QByteArray("orvPage");
+    }
+
+    void servesThePagesTheClientOpens()
+    {
+        QFETCH(QString, path);
+        QFETCH(QByteArray, marker);
+        const Answer page = get(path);
+        QCOMPARE(page.status, 200);
+        QVERIFY(page.body.contains(marker));
+    }
+
+    void unknownPagesAreNotFound()
+    {
+        QCOMPARE(get("/client/cloud/cs/imx").status, 404);
+        QCOMPARE(get("/client/static/missing.js").status, 404);
+        QCOMPARE(get("/client/static/..%2Forvclouddisk.qrc").status, 404);
+    }
+
+private:
+    Answer get(const QString &pathAndQuery, const QList<QPair<QString, QString>> &query = {})
+    {
+        QUrl url(m_service.baseUrl().toString() + pathAndQuery);
+        if (!query.isEmpty()) {
+            QUrlQuery q;
+            q.setQueryItems(query);
+            url.setQuery(q);
+        }
+        return finish(m_nam.get(QNetworkRequest(url)));
+    }
+
+    Answer post(const QString &path, const QList<QPair<QString, QString>> &form)
+    {
+        QNetworkRequest request(QUrl(m_service.baseUrl().toString() + path));
+        request.setHeader(QNetworkRequest::ContentTypeHeader, "application/x-www-form-urlencoded");
+        QByteArray body;
+        for (const auto &field : form)
+            body += (body.isEmpty() ? "" : "&") + QUrl::toPercentEncoding(field.first) + '=' + QUrl::toPercentEncoding(field.second);
+        return finish(m_nam.post(request, body));
+    }
+
+    Answer finish(QNetworkReply *reply)
+    {
+        QSignalSpy done(reply, &QNetworkReply::finished);
+        if (!reply->isFinished())
+            done.wait(10000);
+        Answer answer;
+        answer.status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+        answer.body = reply->readAll();
+        answer.contentType = reply->header(QNetworkRequest::ContentTypeHeader).toByteArray();
+        reply->deleteLater();
+        return answer;
+    }
+
+    OrvCloudDisk m_disk; // outlives the service that calls it
+    OrvWebService m_service;
+    QNetworkAccessManager m_nam;
+};
+
+QTEST_GUILESS_MAIN(CloudDiskServiceTest)
+#include "tst_clouddiskservice.moc"
