@@ -1,0 +1,127 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#pragma once
+
+/*
+ * OrvWeb: the client's embedded browser and the base classes of page bridges (Qt WebEngine).
+ *
+ *   OrvWebView : QWebEngineView                      orvwebview.h
+ *     enum Theme { Light, Dark }; theme() / setTheme(Theme) / themeChanged(Theme)
+ *     registerObject(OrvWebBridge *, const QString &name)   publish before the page loads
+ *     deregisterObject(OrvWebBridge *); registeredObject(name); registeredNames()
+ *     QCefWebPage *webPage(); isLoadedFinished(); reload(); load(QUrl); url(); setHtml(html, baseUrl)
+ *     setSchoolId(QString) / schoolId(); setCourseId(QString) / courseId()
+ *     isBridgeAttached(): the current document is trusted and has the bridges
+ *     static setTrustedOrigins(QList<QUrl>) / addTrustedOrigin(QUrl) / trustedOrigins()
+ *     static setOfflinePackageRoots(QStringList) / offlinePackageRoots()
+ *     static isTrustedUrl(QUrl): qrc:, file: under an offline package root, or http(s) whose
+ *       origin is a trusted origin or that of OrvHttpManager::baseUrl(). Nothing else gets bridges.
+ *   QCefWebPage : QWebEnginePage                     qcefwebpage.h
+ *     runJavaScript(const QString &): main world; dropped while the document is untrusted
+ *     setHtml(html, baseUrl): the document counts as coming from baseUrl
+ *   OrvWebBridge : QObject                           orvwebbridge.h
+ *     OrvWebBridge(OrvWebView *view, QObject *parent); webView(); runJavaScript(const QString &)
+ *     signal signalCloseSubWindow(const QString &cbKey)
+ *   GlobalWebBridge : OrvWebBridge                   globalwebbridge.h
+ *     commonNotice(const QString &name, const QJsonObject &); updateStorageState(const QJsonObject &)
+ *   WebSubWindowBridge : GlobalWebBridge             websubwindowbridge.h
+ *     enum FromType; WebSubWindowBridge(OrvWebView *, QObject *parent, FromType = FromIm); fromType()
+ *     virtual slots openSubWindow(const QString &requestData, const QString &cbKey),
+ *       closeSubWindow(const QString &cbKey); protected openWebSubWindow(requestData, cbKey, parent,
+ *       &request) -> WebSubWindow* (the shared steps), virtual initSubWindowBridge(window, request)
+ *       (the child's bridge), virtual answerSubWindowData(cbKey, data)
+ *   WebSubWindow : QWidget                           websubwindow.h
+ *     WebSubWindow(QJsonObject request, QString cbKey, OrvWebView::Theme, QWidget *parent)
+ *     webView(); initWebBridge(OrvWebBridge *, const QString &name); cbKey(); requestUrl()
+ *     signal signalCbKeyData(const QString &cbKey, const QString &data); slot passiveCloseWindow(cbKey)
+ *   WebSubWindowManger                               websubwindowmanger.h
+ *     instance()->getWebSubWindow(const QString &url, bool byPath, const QString &cbKey) -> QPointer<QWidget>
+ *   WebCallbackScript                                webcallbackscript.h
+ *     the answer lines "window.orvClientAPI.callback(...)" and the {"result", "expand"} object
+ *   SystemBrowser                                    systembrowser.h
+ *     openUrl(QUrl) in the desktop's browser (http, https, mailto only); setOpener() for tests
+ *   InAppWebHandler : QObject                        inappwebhandler.h
+ *     the host's in-app browser, published in ExtensionSystem as InAppWebHandler::ExtensionName
+ *
+ * Page side (resources/orvclientapi.js, injected into every top-level document): each published
+ * bridge is window.<name>; answers arrive through window.orvClientAPI.callback(key, data), which
+ * calls what the page registered with window.orvClientAPI.on(key, fn) / once(key, fn) and fires
+ * the window event "orvclientcallback" ({key, data}). Notices: orvClientAPI.onNotice(name, fn).
+ *
+ * Page calls arrive on the GUI thread with every argument converted to the slot's parameter type:
+ * a number arrives as its text, null as empty text, text that is no number as 0 for an int. The
+ * channel itself refuses (with a log line) objects or arrays for a QString and calls with the
+ * wrong number of arguments. Bridges take QString (and int) parameters and must accept any text. Do not put QObject pointers in the signals or return values
+ * of a published bridge: the channel would hand those objects, with all their slots, to the page.
+ */
+
+#include <QHash>
+#include <QPointer>
+#include <QStringList>
+#include <QUrl>
+#include <QWebEngineView>
+
+class OrvWebBridge;
+class QCefWebPage;
+class QWebChannel;
+
+/**
+ * The client's embedded browser view. Bridges are published to the page through a QWebChannel;
+ * the page reaches them under their registration names once the page-side script connected.
+ */
+class OrvWebView : public QWebEngineView
+{
+    Q_OBJECT
+public:
+    enum Theme { Light = 0, Dark = 1 };
+    Q_ENUM(Theme)
+
+    explicit OrvWebView(QWidget *parent = nullptr);
+    explicit OrvWebView(Theme theme, QWidget *parent = nullptr);
+    ~OrvWebView() override;
+
+    /// Publishes bridge under name, replacing what was published under that name. Pages loaded
+    /// from now on see it; the view forgets the bridge when it is destroyed.
+    void registerObject(OrvWebBridge *bridge, const QString &name);
+    void deregisterObject(OrvWebBridge *bridge);
+    OrvWebBridge *registeredObject(const QString &name) const;
+    QStringList registeredNames() const;
+
+    QCefWebPage *webPage() const { return m_page; }
+    /// Shows html as a document of baseUrl (see QCefWebPage::setHtml).
+    void setHtml(const QString &html, const QUrl &baseUrl = QUrl());
+
+    Theme theme() const { return m_theme; }
+    void setTheme(Theme theme);
+
+    /// The last load of the current page finished successfully.
+    bool isLoadedFinished() const { return m_loadFinished; }
+
+    QString schoolId() const { return m_schoolId; }
+    void setSchoolId(const QString &schoolId);
+    QString courseId() const { return m_courseId; }
+    void setCourseId(const QString &courseId);
+
+    bool isBridgeAttached() const;
+
+    static void setTrustedOrigins(const QList<QUrl> &origins);
+    static void addTrustedOrigin(const QUrl &origin);
+    static QList<QUrl> trustedOrigins();
+    /// Folders of offline page packages; file: pages inside them are trusted.
+    static void setOfflinePackageRoots(const QStringList &folders);
+    static QStringList offlinePackageRoots();
+    static bool isTrustedUrl(const QUrl &url);
+
+Q_SIGNALS:
+    void themeChanged(OrvWebView::Theme theme);
+
+private:
+    void updatePageScript();
+
+    QCefWebPage *m_page = nullptr;
+    QWebChannel *m_channel = nullptr;
+    QHash<QString, QPointer<OrvWebBridge>> m_bridges;
+    Theme m_theme = Light;
+    bool m_loadFinished = false;
+    QString m_schoolId;
+    QString m_courseId;
+};

@@ -1,0 +1,77 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#pragma once
+
+#include "orvwebservice.h"
+
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QEventLoop>
+#include <QSignalSpy>
+#include <QTimer>
+#include <QWebEnginePage>
+#include <QWebEngineView>
+#include <QtTest>
+
+// Web engine tests need the shared GL context attribute before the application exists.
+#define ORV_WEB_TEST_MAIN(TestObject)                                                                               \
+    int main(int argc, char **argv)                                                                                 \
+    {                                                                                                               \
+        QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts);                                                 \
+        QApplication app(argc, argv);                                                                               \
+        TestObject tc;                                                                                              \
+        return QTest::qExec(&tc, argc, argv);                                                                       \
+    }
+
+namespace WebTest {
+
+// Runs script in the page's main world and waits for its value (invalid on time-out).
+inline QVariant eval(QWebEnginePage *page, const QString &script, int timeoutMs = 5000)
+{
+    QVariant result;
+    bool done = false;
+    QEventLoop loop;
+    page->runJavaScript(script, [&](const QVariant &value) {
+        result = value;
+        done = true;
+        loop.quit();
+    });
+    QTimer::singleShot(timeoutMs, &loop, &QEventLoop::quit);
+    if (!done)
+        loop.exec();
+    return result;
+}
+
+// Polls script until it is true, or gives up.
+inline bool waitFor(QWebEnginePage *page, const QString &script, int timeoutMs = 10000)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (timer.elapsed() < timeoutMs) {
+        if (eval(page, script).toBool())
+            return true;
+        QTest::qWait(20);
+    }
+    return false;
+}
+
+inline bool load(QWebEngineView *view, const QUrl &url, int timeoutMs = 15000)
+{
+    QSignalSpy spy(view, &QWebEngineView::loadFinished);
+    view->load(url);
+    if (!spy.wait(timeoutMs))
+        return false;
+    return spy.last().at(0).toBool();
+}
+
+inline OrvWebService::Response html(const QByteArray &body)
+{
+    return OrvWebService::Response{200, "text/html; charset=utf-8", body};
+}
+
+// Serves fixed pages on loopback.
+inline void addPage(OrvWebService &service, const QString &path, const QByteArray &body)
+{
+    service.addRoute(QStringLiteral("GET"), path, [body](const OrvWebService::Request &) { return html(body); });
+}
+
+} // namespace WebTest
