@@ -3,4 +3,18 @@ if(NOT TARGET OrvTransfer)
     # The platform list does not name the transfer queue yet; build it from here until it does.
     add_subdirectory(${PROJECT_SOURCE_DIR}/platform/orvtransfer ${PROJECT_BINARY_DIR}/platform/orvtransfer)
 endif()
-target_link_libraries(OrvCommon PUBLIC OrvTransfer)
+set(_cloud ${CMAKE_CURRENT_LIST_DIR}/..)
+# Helpers and interfaces of the cloud pages' bridges; the bridge folder's list names the shared ones.
+set(_nb ${_cloud}/nativeBridge)
+target_sources(OrvCommon PRIVATE
+    ${_nb}/bridgeinput.cpp ${_nb}/bridgeinput.h
+    ${_nb}/serverenvironment.cpp ${_nb}/serverenvironment.h
+    ${_nb}/clouddownload.cpp ${_nb}/clouddownload.h
+    ${_nb}/ipptmgr.h ${_nb}/icoursewareservice.h ${_nb}/idocumentservice.h ${_nb}/iupdater.h
+)
+if(NOT EXISTS ${_nb}/CMakeLists.txt)
+    target_sources(OrvCommon PRIVATE ${_nb}/bridgedialogs.cpp ${_nb}/bridgedialogs.h
+        ${_nb}/ifileopener.h ${_nb}/iimagepreviewservice.h ${_nb}/iclassroommgr.h)
+    target_include_directories(OrvCommon PUBLIC ${_nb})
+endif()
+target_link_libraries(OrvCommon PUBLIC OrvTransfer OrvHttp)

@@ -1,0 +1,132 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#include "bridgeinput.h"
+
+#include <QJsonDocument>
+
+#include <cmath>
+
+namespace {
+
+constexpr double kMaxExactDouble = 9007199254740992.0; // 2^53
+constexpr int kExcerptLength = 80;
+
+bool parse(const QString &text, QJsonDocument *doc)
+{
+    if (text.isEmpty() || text.size() > BridgeInput::MaxTextLength)
+        return false;
+    QJsonParseError error;
+    *doc = QJsonDocument::fromJson(text.toUtf8(), &error);
+    return error.error == QJsonParseError::NoError;
+}
+
+bool isWhole(double value)
+{
+    return std::isfinite(value) && value >= 0 && value <= kMaxExactDouble && std::floor(value) == value;
+}
+
+} // namespace
+
+bool BridgeInput::parseObject(const QString &text, QJsonObject *out)
+{
+    QJsonDocument doc;
+    if (!parse(text, &doc) || !doc.isObject())
+        return false;
+    *out = doc.object();
+    return true;
+}
+
+bool BridgeInput::parseArray(const QString &text, QJsonArray *out)
+{
+    QJsonDocument doc;
+    if (!parse(text, &doc) || !doc.isArray() || doc.array().size() > MaxEntries)
+        return false;
+    *out = doc.array();
+    return true;
+}
+
+bool BridgeInput::isJsonContainer(const QString &text)
+{
+    QJsonDocument doc;
+    return parse(text, &doc) && (doc.isObject() || (doc.isArray() && doc.array().size() <= MaxEntries));
+}
+
+bool BridgeInput::toId(const QJsonValue &value, quint64 *out)
+{
+    if (value.isDouble()) {
+        const double d = value.toDouble();
+        if (!isWhole(d))
+            return false;
+        *out = quint64(d);
+        return true;
+    }
+    if (value.isString()) {
+        const QString s = value.toString().trimmed();
+        if (s.isEmpty() || s.size() > 20)
+            return false;
+        for (const QChar c : s) {
+            if (!c.isDigit() || c.unicode() > '9')
+                return false;
+        }
+        bool ok = false;
+        *out = s.toULongLong(&ok);
+        return ok;
+    }
+    return false;
+}
+
+quint64 BridgeInput::id(const QJsonObject &object, const QString &key)
+{
+    quint64 value = 0;
+    return toId(object.value(key), &value) ? value : 0;
+}
+
+int BridgeInput::integer(const QJsonObject &object, const QString &key, int fallback)
+{
+    const QJsonValue value = object.value(key);
+    if (value.isDouble()) {
+        const double d = value.toDouble();
+        if (std::isfinite(d) && std::floor(d) == d && d >= -2147483648.0 && d <= 2147483647.0)
+            return int(d);
+        return fallback;
+    }
+    if (value.isString()) {
+        bool ok = false;
+        const int i = value.toString().trimmed().toInt(&ok);
+        return ok ? i : fallback;
+    }
+    return fallback;
+}
+
+QString BridgeInput::text(const QJsonObject &object, const QString &key)
+{
+    const QJsonValue value = object.value(key);
+    if (value.isString())
+        return value.toString();
+    if (value.isDouble()) {
+        const double d = value.toDouble();
+        return isWhole(d) ? QString::number(quint64(d)) : QString::number(d);
+    }
+    return QString();
+}
+
+bool BridgeInput::boolean(const QJsonObject &object, const QString &key, bool fallback)
+{
+    const QJsonValue value = object.value(key);
+    if (value.isBool())
+        return value.toBool();
+    if (value.isDouble())
+        return value.toDouble() != 0;
+    if (value.isString()) {
+        const QString s = value.toString();
+        if (s == QLatin1String("true") || s == QLatin1String("1"))
+            return true;
+        if (s == QLatin1String("false") || s == QLatin1String("0"))
+            return false;
+    }
+    return fallback;
+}
+
+QString BridgeInput::excerpt(const QString &text)
+{
+    return text.size() <= kExcerptLength ? text : text.left(kExcerptLength) + QStringLiteral("...");
+}
