@@ -1,0 +1,21 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#pragma once
+
+#include <QString>
+#include <QUrl>
+
+/**
+ * Addresses of the cloud pages: a path on the client's web service (OrvHttpManager::baseUrl()),
+ * passed through the front-end debug hook. The hook is the setting "FrontEndDebugAddress": when
+ * it holds an address, pages are loaded from its scheme, host and port instead, so front-end
+ * developers can point the client at their own server.
+ */
+class CloudPageAddress
+{
+public:
+    static constexpr const char *DebugAddressKey = "FrontEndDebugAddress";
+
+    /// path may carry a query and a fragment; a path without a leading '/' is taken from the root.
+    static QUrl join(const QString &path);
+    static QUrl applyDebugHook(const QUrl &url);
+};
