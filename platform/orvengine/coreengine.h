@@ -53,8 +53,8 @@ public:
     virtual bool isGrayUpgradeForced() const { return m_grayForced; }
     /// A downloaded upgrade must be reminded of, whatever the user asked.
     virtual bool isUpgradeReminderForced() const { return m_reminderForced; }
-    /// The downloaded upgrade: its version, its release notes and whether the user may ask for
-    /// no more reminders of it.
+    /// The downloaded upgrade: its version (empty when none is downloaded), its release notes
+    /// and whether the user may ask for no more reminders of it.
     virtual void getDownloadedUpgradeInfo(QString &version, QString &releaseNotes, bool &allowNoMoreReminders) const;
 
     void setHasNewVersion(bool v) { m_hasNewVersion = v; }

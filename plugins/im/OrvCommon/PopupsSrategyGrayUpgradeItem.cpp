@@ -1,0 +1,133 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#include "PopupsSrategyGrayUpgradeItem.h"
+#include "hub_logging.h"
+
+#include "coreengine.h"
+#include "loginobject.h"
+#include "noticeengine.h"
+#include "orvhttpmanager.h"
+#include "orvsettings.h"
+
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QUrlQuery>
+
+using OrvEngine::CoreEngine;
+
+namespace {
+const QString NoMoreRemindersKey = QStringLiteral("UpgradeNoMoreReminders");
+
+int noMoreReminders()
+{
+    return OrvSettings::instance()->value(NoMoreRemindersKey, 0).toInt();
+}
+} // namespace
+
+PopupsSrategyGrayUpgradeItem::PopupsSrategyGrayUpgradeItem(QObject *parent) : PopupsSrategyBaseItem(parent)
+{
+    connect(OrvEngine::NoticeEngine::instance(), &OrvEngine::NoticeEngine::signalSysMsgSyncFinished, this,
+            &PopupsSrategyGrayUpgradeItem::onSysMsgSyncFinised);
+    connect(CoreEngine::instance(), &CoreEngine::signalBasicReconnected, this,
+            &PopupsSrategyGrayUpgradeItem::onBasicReconnected);
+}
+
+PopupsSrategyGrayUpgradeItem::~PopupsSrategyGrayUpgradeItem()
+{
+    abortQuestion();
+}
+
+void PopupsSrategyGrayUpgradeItem::onSysMsgSyncFinised()
+{
+    if (m_handled)
+        return;
+    m_handled = true;
+
+    const CoreEngine *core = CoreEngine::instance();
+    const OrvEngine::LoginObject *login = core->loginObject();
+    // The server is asked only where the user could have chosen "no more reminders".
+    bool ask = false;
+    if ((!core->hasNewVersion() || !core->isNewVersionDownloaded()) && login && login->isNeedShowUpgradeSuggest()) {
+        m_actived = true;
+        if (core->backgroundConfig(QString::fromLatin1(CoreEngine::UpgradeSuggestConfigKey), 0).toInt() != 0) {
+            m_actived = noMoreReminders() == 0;
+            ask = m_actived;
+        }
+    } else {
+        QString version;
+        QString releaseNotes;
+        bool allowNoMoreReminders = false;
+        core->getDownloadedUpgradeInfo(version, releaseNotes, allowNoMoreReminders);
+        // Without a downloaded version there is nothing to remind of.
+        m_actived = !version.isEmpty();
+        if (allowNoMoreReminders) {
+            if (noMoreReminders() != 0)
+                m_actived = false;
+            ask = m_actived;
+        }
+        if (core->isUpgradeReminderForced()) {
+            m_actived = true;
+            ask = false;
+        }
+    }
+
+    if (ask) {
+        askServer();
+        return;
+    }
+    m_triggered = true;
+    Q_EMIT triggerProcess();
+}
+
+void PopupsSrategyGrayUpgradeItem::askServer()
+{
+    QUrlQuery form;
+    form.addQueryItem(QStringLiteral("macAddress"), CoreEngine::instance()->macAddress());
+    m_reply = OrvHttpManager::instance()->postForm(QString::fromLatin1(IgnoreReminderPath), form);
+    connect(m_reply.data(), &OrvHttpReply::finished, this, &PopupsSrategyGrayUpgradeItem::onIgnoreReminderFinished);
+}
+
+void PopupsSrategyGrayUpgradeItem::abortQuestion()
+{
+    if (m_reply)
+        m_reply->abort();
+    m_reply = nullptr;
+}
+
+void PopupsSrategyGrayUpgradeItem::onIgnoreReminderFinished(const QJsonValue &data, int networkError, int errorNo,
+                                                            const QString &errorText)
+{
+    m_reply = nullptr;
+    if (networkError != 0 || errorNo != OrvHttpManager::SuccessErrorNo) {
+        qCWarning(lcPopups) << IgnoreReminderPath << "failed:" << networkError << errorNo << errorText
+                            << "- the upgrade reminder stays";
+    } else {
+        const QJsonValue jsonData = data.toObject().value(QStringLiteral("json_data"));
+        QJsonObject reminders;
+        if (jsonData.isObject()) {
+            reminders = jsonData.toObject();
+        } else {
+            QJsonParseError error{};
+            const QJsonDocument doc = QJsonDocument::fromJson(jsonData.toString().toUtf8(), &error);
+            if (error.error != QJsonParseError::NoError || !doc.isObject())
+                qCWarning(lcPopups) << IgnoreReminderPath << "answered an unreadable json_data:" << jsonData
+                                    << "- the upgrade reminder stays";
+            else
+                reminders = doc.object();
+        }
+        const QJsonValue value = reminders.value(NoMoreRemindersKey);
+        if (value.isDouble() && value.toDouble() == 1) {
+            OrvSettings::instance()->setValue(NoMoreRemindersKey, 1);
+            m_actived = false;
+        }
+    }
+    m_triggered = true;
+    Q_EMIT triggerProcess();
+}
+
+void PopupsSrategyGrayUpgradeItem::onBasicReconnected()
+{
+    // The upgrade state may have changed while we were away; decide again after the next sync.
+    abortQuestion();
+    resetFlags();
+    m_handled = false;
+}

@@ -1,0 +1,203 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+// Finishing a micro-lecture recording: join the parts, take the cover, save the draft.
+#include "imsignalobject.h"
+#include "testvideo.h"
+
+#include "orvlang.h"
+#include "orvmediaerror.h"
+
+#include <QFile>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+
+namespace {
+constexpr int kFlowTimeoutMs = 30000;
+} // namespace
+
+class TestMicrolecture : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void init();
+    void cleanup();
+
+    void recordingBecomesADraft();
+    void mergeWithoutClosingAnnouncesTheFile();
+    void failedMergeKeepsTheParts();
+    void coverFailureStillSavesTheDraft_data();
+    void coverFailureStillSavesTheDraft();
+
+private:
+    QString file(const QString &name) const { return m_dir.filePath(name); }
+    /// Two recorded parts of two seconds each; returns their paths.
+    std::vector<QString> makeParts(const QString &prefix);
+    ImSignalObject *hub() const { return ImSignalObject::instance(); }
+
+    QTemporaryDir m_dir;
+    const QVector<QColor> m_palette = testPalette();
+};
+
+void TestMicrolecture::initTestCase()
+{
+    QVERIFY(m_dir.isValid());
+    OrvLang::insert(QStringLiteral("ID_imsignalobject_SomeOneOfMicrolectures"), QStringLiteral("Micro-lecture %1"));
+}
+
+void TestMicrolecture::init()
+{
+    hub()->clearMicrolectureCache();
+    hub()->setIsCloseClassroom(false);
+}
+
+void TestMicrolecture::cleanup()
+{
+    ImSignalObject::release();
+}
+
+std::vector<QString> TestMicrolecture::makeParts(const QString &prefix)
+{
+    std::vector<QString> parts;
+    for (int i = 0; i < 2; ++i) {
+        TestVideo video;
+        video.seconds = {m_palette.at(2 * i), m_palette.at(2 * i + 1)};
+        const QString path = file(QStringLiteral("%1-part%2.mp4").arg(prefix).arg(i));
+        const QString error = video.write(path);
+        if (!error.isEmpty()) {
+            qWarning("cannot write test video: %s", qPrintable(error));
+            return {};
+        }
+        parts.push_back(path);
+    }
+    return parts;
+}
+
+void TestMicrolecture::recordingBecomesADraft()
+{
+    const auto parts = makeParts(QStringLiteral("draft"));
+    QCOMPARE(parts.size(), size_t(2));
+    const QString merged = file(QStringLiteral("draft.mp4"));
+
+    QSignalSpy drafts(hub(), &ImSignalObject::saveDraft);
+    QSignalSpy announced(hub(), &ImSignalObject::signalMergeVideoFileFinish);
+    hub()->setMicrolectureCache(31, 99, QStringLiteral("Algebra"), merged, file(QStringLiteral("draft.edb")), 5, parts);
+    hub()->setIsCloseClassroom(true);
+    hub()->mergeVideoFiles(parts, merged);
+
+    QVERIFY(drafts.wait(kFlowTimeoutMs));
+    QCOMPARE(drafts.size(), 1);
+    QCOMPARE(announced.size(), 0);
+    for (const QString &part : parts)
+        QVERIFY2(!QFile::exists(part), qPrintable(part));
+    QVERIFY(QFile::exists(merged));
+
+    const QList<QVariant> args = drafts.first();
+    QCOMPARE(args.at(0).toInt(), 31);
+    QCOMPARE(args.at(1).toInt(), 4); // the joined file's length, not the recorder's figure
+    QCOMPARE(args.at(2).toInt(), 5);
+    QCOMPARE(args.at(3).toString(), QStringLiteral("Algebra"));
+    QVERIFY2(QRegularExpression(QStringLiteral("^Micro-lecture \\d{10}$")).match(args.at(4).toString()).hasMatch(),
+             qPrintable(args.at(4).toString()));
+    QCOMPARE(args.at(5).toString(), merged);
+    QCOMPARE(args.at(6).toString(), file(QStringLiteral("draft.edb")));
+    const QImage cover = args.at(7).value<QImage>();
+    QCOMPARE(cover.size(), QSize(160, 120));
+    QVERIFY(sameColour(centreColour(cover), m_palette.at(0), m_palette));
+    QCOMPARE(hub()->coverImage(), cover);
+
+    // The flag is read once: the next merge is only announced.
+    const auto more = makeParts(QStringLiteral("again"));
+    const QString mergedAgain = file(QStringLiteral("again.mp4"));
+    hub()->mergeVideoFiles(more, mergedAgain);
+    QVERIFY(announced.wait(kFlowTimeoutMs));
+    QCOMPARE(announced.first().first().toString(), mergedAgain);
+    QCOMPARE(drafts.size(), 1);
+}
+
+void TestMicrolecture::mergeWithoutClosingAnnouncesTheFile()
+{
+    const auto parts = makeParts(QStringLiteral("open"));
+    QCOMPARE(parts.size(), size_t(2));
+    const QString merged = file(QStringLiteral("open.mp4"));
+    hub()->setMicrolectureCache(32, 4, QStringLiteral("Algebra"), merged, QString(), 5, parts);
+
+    QSignalSpy drafts(hub(), &ImSignalObject::saveDraft);
+    QSignalSpy announced(hub(), &ImSignalObject::signalMergeVideoFileFinish);
+    hub()->mergeVideoFiles(parts, merged);
+    QVERIFY(announced.wait(kFlowTimeoutMs));
+    QCOMPARE(announced.first().first().toString(), merged);
+    for (const QString &part : parts)
+        QVERIFY(!QFile::exists(part));
+    QTest::qWait(200);
+    QCOMPARE(drafts.size(), 0);
+}
+
+void TestMicrolecture::failedMergeKeepsTheParts()
+{
+    auto parts = makeParts(QStringLiteral("broken"));
+    QCOMPARE(parts.size(), size_t(2));
+    const QString notVideo = file(QStringLiteral("broken-part2.mp4"));
+    QFile f(notVideo);
+    QVERIFY(f.open(QIODevice::WriteOnly));
+    f.write("this is not a video");
+    f.close();
+    parts.push_back(notVideo);
+    const QString merged = file(QStringLiteral("broken.mp4"));
+
+    QSignalSpy errors(hub(), &ImSignalObject::signalMergeVideoError);
+    QSignalSpy drafts(hub(), &ImSignalObject::saveDraft);
+    hub()->setMicrolectureCache(33, 6, QStringLiteral("Algebra"), merged, QString(), 5, parts);
+    hub()->setIsCloseClassroom(true);
+    hub()->mergeVideoFiles(parts, merged);
+
+    QVERIFY(errors.wait(kFlowTimeoutMs));
+    QCOMPARE(errors.first().first().toInt(), int(OrvMedia::OpenInputFailed));
+    for (const QString &part : parts)
+        QVERIFY2(QFile::exists(part), qPrintable(part));
+    QVERIFY(!QFile::exists(merged));
+    QTest::qWait(200);
+    QCOMPARE(drafts.size(), 0);
+
+    // The recording can be joined again once the bad part is dropped; the flag still holds.
+    parts.pop_back();
+    hub()->setMicrolectureCache(33, 6, QStringLiteral("Algebra"), merged, QString(), 5, parts);
+    hub()->mergeVideoFiles(parts, merged);
+    QVERIFY(drafts.wait(kFlowTimeoutMs));
+    QVERIFY(!drafts.first().at(7).value<QImage>().isNull());
+}
+
+void TestMicrolecture::coverFailureStillSavesTheDraft_data()
+{
+    QTest::addColumn<QByteArray>("content"); // empty: no file at all
+    QTest::newRow("not a video") << QByteArray("garbage, not a media file");
+    QTest::newRow("missing") << QByteArray();
+}
+
+void TestMicrolecture::coverFailureStillSavesTheDraft()
+{
+    QFETCH(QByteArray, content);
+    const QString video = file(QStringLiteral("cover-%1.mp4").arg(QString::fromLatin1(QTest::currentDataTag())));
+    if (!content.isEmpty()) {
+        QFile f(video);
+        QVERIFY(f.open(QIODevice::WriteOnly));
+        f.write(content);
+    }
+    hub()->setMicrolectureCache(34, 12, QStringLiteral("Geometry"), video, file(QStringLiteral("c.edb")), 8, {});
+
+    QSignalSpy drafts(hub(), &ImSignalObject::saveDraft);
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("extract frame failed")));
+    hub()->setPlayerFile(video);
+    QVERIFY(drafts.size() == 1 || drafts.wait(kFlowTimeoutMs));
+    QCOMPARE(drafts.size(), 1);
+    const QList<QVariant> args = drafts.first();
+    QCOMPARE(args.at(0).toInt(), 34);
+    QCOMPARE(args.at(1).toInt(), 12); // the player knows no length: the recorder's figure
+    QCOMPARE(args.at(2).toInt(), 8);
+    QCOMPARE(args.at(5).toString(), video);
+    QVERIFY(args.at(7).value<QImage>().isNull());
+}
+
+QTEST_GUILESS_MAIN(TestMicrolecture)
+#include "tst_microlecture.moc"
