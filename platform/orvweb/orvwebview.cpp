@@ -105,6 +105,12 @@ OrvWebView::OrvWebView(Theme theme, QWidget *parent)
 OrvWebView::~OrvWebView()
 {
     m_page->setBridgeChannel(nullptr);
+    // Bridges that are our children die after the channel; they must not call back into us.
+    for (const QPointer<OrvWebBridge> &bridge : qAsConst(m_bridges)) {
+        if (bridge)
+            disconnect(bridge, &QObject::destroyed, this, nullptr);
+    }
+    m_bridges.clear();
 }
 
 void OrvWebView::registerObject(OrvWebBridge *bridge, const QString &name)

@@ -28,7 +28,9 @@
  *     virtual slots openSubWindow(const QString &requestData, const QString &cbKey),
  *       closeSubWindow(const QString &cbKey); protected openWebSubWindow(requestData, cbKey, parent,
  *       &request) -> WebSubWindow* (the shared steps), virtual initSubWindowBridge(window, request)
- *       (the child's bridge), virtual answerSubWindowData(cbKey, data)
+ *       (the child's bridge), virtual answerSubWindowData(cbKey, data). Override openSubWindow /
+ *       closeSubWindow outside Q_SLOTS, or the channel sees two slots of one signature.
+ *       FromType: FromIm 0, FromImCloudPage 1, FromClassroom 2, FromLauncher 3, FromClassroomNoAddFile 4
  *   WebSubWindow : QWidget                           websubwindow.h
  *     WebSubWindow(QJsonObject request, QString cbKey, OrvWebView::Theme, QWidget *parent)
  *     webView(); initWebBridge(OrvWebBridge *, const QString &name); cbKey(); requestUrl()

@@ -63,11 +63,11 @@ QUrl resolvePageUrl(const QString &text, QWidget *parent)
     return base.isEmpty() ? QUrl() : base.resolved(url);
 }
 
-bool isLoadableScheme(const QUrl &url)
+// Web pages, and local ones only from the trusted places (offline packages, resources).
+bool isLoadable(const QUrl &url)
 {
     const QString scheme = url.scheme().toLower();
-    return scheme == QLatin1String("http") || scheme == QLatin1String("https") || scheme == QLatin1String("file")
-        || scheme == QLatin1String("qrc");
+    return scheme == QLatin1String("http") || scheme == QLatin1String("https") || OrvWebView::isTrustedUrl(url);
 }
 
 } // namespace
@@ -90,8 +90,8 @@ WebSubWindow::WebSubWindow(const QJsonObject &request, const QString &cbKey, Orv
     layout->addWidget(m_view);
 
     m_pageUrl = resolvePageUrl(m_requestUrl, parent);
-    if (!m_pageUrl.isEmpty() && !isLoadableScheme(m_pageUrl)) {
-        qCWarning(lcOrvWeb) << "child window refuses the address" << m_pageUrl.scheme() << "url";
+    if (!m_pageUrl.isEmpty() && !isLoadable(m_pageUrl)) {
+        qCWarning(lcOrvWeb) << "child window refuses the address" << m_pageUrl.toString(QUrl::RemoveQuery).left(200);
         m_pageUrl.clear();
     }
     m_view->registerObject(new WebSubWindowPort(m_view, this), QStringLiteral("orvSubWindow"));

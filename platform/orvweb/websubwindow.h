@@ -12,7 +12,8 @@ class OrvWebBridge;
 /**
  * A child web window opened for a page: its own OrvWebView, showing the request's "url".
  * Presentation keys read from the request: "title" (window title), "width" and "height" or
- * "size" ("W*H"), default 960 by 640. A relative "url" is taken relative to the parent view's page.
+ * "size" ("W*H"), default 960 by 640. A relative "url" is taken relative to the parent view's page;
+ * only http(s) pages and trusted local ones (OrvWebView::isTrustedUrl) are loaded.
  *
  * The page loads when the window is first shown, so bridges published with initWebBridge()
  * between construction and show() are there from the page's first script. Besides them the page

@@ -17,6 +17,10 @@ class WebSubWindow;
  * WebSubWindow is created as a child of this bridge's view, with the view's theme, its bridge is
  * published by initSubWindowBridge(), its answers (signalCbKeyData) come back to this page as
  * "window.orvClientAPI.callback('<key>', '<data>')", and closeSubWindow(cbKey) closes it.
+ *
+ * Subclasses change the behaviour by overriding openSubWindow/closeSubWindow as plain virtual
+ * functions, outside Q_SLOTS: a slot declared again in a subclass is a second method of the same
+ * signature to the web channel, which then warns "Ambiguous overloads" on every call.
  */
 class WebSubWindowBridge : public GlobalWebBridge
 {

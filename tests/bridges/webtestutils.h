@@ -6,6 +6,8 @@
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QEventLoop>
+#include <QPointer>
+#include <QSharedPointer>
 #include <QSignalSpy>
 #include <QTimer>
 #include <QWebEnginePage>
@@ -24,21 +26,29 @@
 
 namespace WebTest {
 
-// Runs script in the page's main world and waits for its value (invalid on time-out).
+// Runs script in the page's main world and waits for its value (invalid on time-out). A value
+// that arrives after the time-out is dropped.
 inline QVariant eval(QWebEnginePage *page, const QString &script, int timeoutMs = 5000)
 {
-    QVariant result;
-    bool done = false;
+    struct State
+    {
+        QVariant result;
+        bool done = false;
+        QPointer<QEventLoop> loop;
+    };
+    auto state = QSharedPointer<State>::create();
     QEventLoop loop;
-    page->runJavaScript(script, [&](const QVariant &value) {
-        result = value;
-        done = true;
-        loop.quit();
+    state->loop = &loop;
+    page->runJavaScript(script, [state](const QVariant &value) {
+        state->result = value;
+        state->done = true;
+        if (state->loop)
+            state->loop->quit();
     });
     QTimer::singleShot(timeoutMs, &loop, &QEventLoop::quit);
-    if (!done)
+    if (!state->done)
         loop.exec();
-    return result;
+    return state->result;
 }
 
 // Polls script until it is true, or gives up.
@@ -73,5 +83,38 @@ inline void addPage(OrvWebService &service, const QString &path, const QByteArra
 {
     service.addRoute(QStringLiteral("GET"), path, [body](const OrvWebService::Request &) { return html(body); });
 }
+
+// Collects log lines of the categories starting with prefix while it lives.
+class LogCapture
+{
+public:
+    explicit LogCapture(const QByteArray &prefix)
+    {
+        s_prefix = prefix;
+        s_lines.clear();
+        m_previous = qInstallMessageHandler(&LogCapture::handle);
+    }
+    ~LogCapture() { qInstallMessageHandler(m_previous); }
+    QStringList lines() const { return s_lines; }
+    bool contains(const QString &text) const
+    {
+        for (const QString &line : s_lines) {
+            if (line.contains(text))
+                return true;
+        }
+        return false;
+    }
+    void clear() { s_lines.clear(); }
+
+private:
+    static void handle(QtMsgType, const QMessageLogContext &context, const QString &message)
+    {
+        if (context.category && QByteArray(context.category).startsWith(s_prefix))
+            s_lines << message;
+    }
+    QtMessageHandler m_previous = nullptr;
+    static inline QByteArray s_prefix;
+    static inline QStringList s_lines;
+};
 
 } // namespace WebTest

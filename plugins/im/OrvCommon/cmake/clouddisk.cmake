@@ -26,6 +26,8 @@ target_sources(OrvCommon PRIVATE
     ${_nb}/clouddownload.cpp ${_nb}/clouddownload.h
     ${_nb}/cloudfileselectwebbridge.cpp ${_nb}/cloudfileselectwebbridge.h
     ${_nb}/cloudfolderselectwebbridge.cpp ${_nb}/cloudfolderselectwebbridge.h
+    ${_nb}/clouddiskbridge.cpp ${_nb}/clouddiskbridge.h
+    ${_nb}/classroomclouddiskbridge.cpp ${_nb}/classroomclouddiskbridge.h
     ${_nb}/ipptmgr.h ${_nb}/icoursewareservice.h ${_nb}/idocumentservice.h ${_nb}/iupdater.h
 )
 if(NOT EXISTS ${_nb}/CMakeLists.txt)
@@ -34,3 +36,4 @@ if(NOT EXISTS ${_nb}/CMakeLists.txt)
     target_include_directories(OrvCommon PUBLIC ${_nb})
 endif()
 target_link_libraries(OrvCommon PUBLIC OrvTransfer OrvWeb OrvHttp)
+target_sources(OrvCommon PRIVATE ${_cloud}/clouddiskwebview.cpp ${_cloud}/clouddiskwebview.h)
