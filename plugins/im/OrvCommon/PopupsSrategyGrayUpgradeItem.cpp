@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "PopupsSrategyGrayUpgradeItem.h"
-#include "hub_logging.h"
+#include "orvcommon_logging.h"
 
 #include "coreengine.h"
 #include "loginobject.h"

@@ -1,5 +1,0 @@
-// SPDX-License-Identifier: LGPL-2.1-or-later
-#include "hub_logging.h"
-
-Q_LOGGING_CATEGORY(lcHub, "orv.common.hub", QtInfoMsg)
-Q_LOGGING_CATEGORY(lcPopups, "orv.common.popups", QtInfoMsg)
