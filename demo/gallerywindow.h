@@ -1,7 +1,11 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #pragma once
 
+#include "demopage.h"
+
 #include <QMainWindow>
+#include <QSet>
+#include <vector>
 
 class QListWidget;
 class QStackedWidget;
@@ -15,7 +19,10 @@ public:
     bool showPage(const QString &id);
 
 private:
+    void showRow(int row);
+
+    std::vector<DemoPageInfo> m_pages;
     QListWidget *m_list;
     QStackedWidget *m_stack;
-    QStringList m_ids;
+    QSet<int> m_built;
 };

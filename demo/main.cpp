@@ -15,6 +15,7 @@
 
 int main(int argc, char **argv)
 {
+    QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts); // web pages in the gallery
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("orv-demo"));
     QApplication::setFont(QFont(QStringLiteral("Noto Sans CJK SC"), 10));
