@@ -1,5 +1,5 @@
 file(REMOVE "${OUT}")
-execute_process(COMMAND ${XVFB_RUN} -a -s "-screen 0 1600x1000x24" ${DEMO} --screenshot ${OUT}
+execute_process(COMMAND ${XVFB_RUN} -a -s "-screen 0 1600x1000x24" ${DEMO} --page ${PAGE} --delay 4000 --screenshot ${OUT}
                 RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE err)
 if(NOT rc EQUAL 0)
     message(FATAL_ERROR "orv-demo failed (${rc}): ${out} ${err}")
@@ -7,5 +7,9 @@ endif()
 file(SIZE "${OUT}" size)
 if(size LESS 10000)
     message(FATAL_ERROR "screenshot ${OUT} is only ${size} bytes")
+endif()
+# A page that shows nothing but an error must not pass for a page.
+if(err MATCHES "could not start|cannot write")
+    message(FATAL_ERROR "orv-demo reported a failure: ${err}")
 endif()
 message(STATUS "screenshot ${OUT}: ${size} bytes")
