@@ -7,6 +7,8 @@
 #include "orvhttpmanager.h"
 #include "orvwebservice.h"
 
+#include <QJsonObject>
+#include <QRegularExpression>
 #include <QSignalSpy>
 #include <QTcpServer>
 #include <QTest>
@@ -33,8 +35,10 @@ private Q_SLOTS:
     void serverAnswersKeepTheReminder_data();
     void serverAnswersKeepTheReminder();
     void unreachableServerKeepsTheReminder();
-    void localSettingDecidesWithoutServer_data();
-    void localSettingDecidesWithoutServer();
+    void unusableAnswersKeepTheReminder_data();
+    void unusableAnswersKeepTheReminder();
+    void localDecision_data();
+    void localDecision();
     void reconnectionDecidesAgain();
     void waitsForTheAnswerInTheChain();
 
@@ -143,7 +147,49 @@ void TestGrayUpgrade::unreachableServerKeepsTheReminder()
     QVERIFY(!OrvSettings::instance()->contains(NoMoreReminders));
 }
 
-void TestGrayUpgrade::localSettingDecidesWithoutServer_data()
+void TestGrayUpgrade::unusableAnswersKeepTheReminder_data()
+{
+    // Well-formed envelopes whose content cannot be used.
+    QTest::addColumn<QByteArray>("body");
+    QTest::addColumn<bool>("warns");
+    QTest::newRow("refused") << OrvWebService::envelope(40300, QStringLiteral("no"), QJsonValue()) << true;
+    QTest::newRow("json_data not JSON")
+        << OrvWebService::envelope(1, {}, QJsonObject{{QStringLiteral("json_data"), QStringLiteral("{\"Upgrade")}})
+        << true;
+    QTest::newRow("no json_data") << OrvWebService::envelope(1, {}, QJsonObject{{QStringLiteral("other"), 1}}) << true;
+    QTest::newRow("data not an object") << OrvWebService::envelope(1, {}, QStringLiteral("1")) << true;
+    QTest::newRow("value as text")
+        << OrvWebService::envelope(1, {}, QJsonObject{{QStringLiteral("json_data"),
+                                                       QStringLiteral("{\"UpgradeNoMoreReminders\":\"1\"}")}})
+        << false;
+    QTest::newRow("value 2")
+        << OrvWebService::envelope(1, {}, QJsonObject{{QStringLiteral("json_data"),
+                                                       QStringLiteral("{\"UpgradeNoMoreReminders\":2}")}})
+        << false;
+}
+
+void TestGrayUpgrade::unusableAnswersKeepTheReminder()
+{
+    QFETCH(QByteArray, body);
+    QFETCH(bool, warns);
+    OrvWebService odd;
+    odd.addRoute(QStringLiteral("POST"), Path, [body](const OrvWebService::Request &) {
+        return OrvWebService::Response(200, QByteArrayLiteral("application/json"), body);
+    });
+    QVERIFY(odd.start());
+    OrvHttpManager::instance()->setBaseUrl(odd.baseUrl());
+
+    suggestUpgrade();
+    PopupsSrategyGrayUpgradeItem item;
+    if (warns)
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("getIgnoreReminder")));
+    decide(item);
+    QVERIFY(item.isActiced());
+    QVERIFY(!OrvSettings::instance()->contains(NoMoreReminders));
+    QCOMPARE(odd.requests().size(), 1);
+}
+
+void TestGrayUpgrade::localDecision_data()
 {
     QTest::addColumn<bool>("suggested");     // case "suggestion due"; otherwise a downloaded upgrade
     QTest::addColumn<int>("offerIgnore");    // background config, or the downloaded upgrade's flag
@@ -152,15 +198,16 @@ void TestGrayUpgrade::localSettingDecidesWithoutServer_data()
     QTest::addColumn<bool>("actived");
     QTest::addColumn<bool>("asked");
 
+    // Whenever the reminder is still wanted, the server is asked too, unless it is forced.
     QTest::newRow("suggested, user said no more") << true << 1 << 1 << false << false << false;
-    QTest::newRow("suggested, ignoring not offered") << true << 0 << 1 << false << true << false;
+    QTest::newRow("suggested, ignoring not offered") << true << 0 << 1 << false << true << true;
     QTest::newRow("downloaded, user said no more") << false << 1 << 1 << false << false << false;
-    QTest::newRow("downloaded, ignoring not offered") << false << 0 << 0 << false << true << false;
+    QTest::newRow("downloaded, ignoring not offered") << false << 0 << 1 << false << true << true;
     QTest::newRow("downloaded, ignorable") << false << 1 << 0 << false << true << true;
     QTest::newRow("downloaded, reminder forced") << false << 1 << 1 << true << true << false;
 }
 
-void TestGrayUpgrade::localSettingDecidesWithoutServer()
+void TestGrayUpgrade::localDecision()
 {
     QFETCH(bool, suggested);
     QFETCH(int, offerIgnore);

@@ -11,6 +11,7 @@
 #include <QPointer>
 #include <QSignalSpy>
 #include <QTest>
+#include <QTimer>
 
 using namespace OrvEngine;
 
@@ -30,6 +31,10 @@ private Q_SLOTS:
     void avatarWaitsForTheWeakPasswordReminder();
     void avatarPromptWithoutWeakPassword_data();
     void avatarPromptWithoutWeakPassword();
+    void closedReminderHandsOverToTheAvatarPrompt();
+    void modalHostSeesTheSamePopups_data();
+    void modalHostSeesTheSamePopups();
+    void upperLevelDecisions();
     void screenItemFollowsTheActivityManager();
     void schoolNoticeKinds_data();
     void schoolNoticeKinds();
@@ -249,6 +254,101 @@ void TestPopupChain::avatarPromptWithoutWeakPassword()
     QTest::qWait(0);
     QVERIFY(item(PopupsSrategyWeakupPasswd)->hasTriggered());
     QCOMPARE(m_doits, prompted ? QList<int>{PopupsSrategyUserAvatar} : QList<int>{});
+}
+
+void TestPopupChain::closedReminderHandsOverToTheAvatarPrompt()
+{
+    // The school notice and the operations notice wait behind the reminder, on its level.
+    decideUpperLevels();
+    CoreEngine::instance()->setWeakPassword(true);
+    receiveUserInfo(QString());
+    QTRY_COMPARE(m_doits, QList<int>{PopupsSrategyWeakupPasswd});
+    CoreEngine::instance()->setSchoolAuthState(true, CoreEngine::SchoolAuthPending);
+    CoreEngine::instance()->completeSchoolInfoFetch();
+    NoticeEngine::instance()->notifyServerInMaintenance(QStringLiteral("Tonight"), false);
+    QCOMPARE(m_doits, QList<int>{PopupsSrategyWeakupPasswd});
+
+    // The prompt comes before them in the list: it is next, alone.
+    Q_EMIT ImSignalObject::instance()->signalWeakPasswdClosed();
+    QCOMPARE(m_doits, (QList<int>{PopupsSrategyWeakupPasswd, PopupsSrategyUserAvatar}));
+    item(PopupsSrategyUserAvatar)->popupClosed();
+    QCOMPARE(m_doits, (QList<int>{PopupsSrategyWeakupPasswd, PopupsSrategyUserAvatar, PopupsSrategyAuthNormal}));
+    item(PopupsSrategyAuthNormal)->popupClosed();
+    QCOMPARE(m_doits.last(), int(PopupsSrategyOps));
+    QCOMPARE(m_doits.size(), 4);
+}
+
+void TestPopupChain::modalHostSeesTheSamePopups_data()
+{
+    QTest::addColumn<bool>("modal");
+    QTest::newRow("dialog closed later") << false;
+    QTest::newRow("dialog closed inside doit") << true;
+}
+
+void TestPopupChain::modalHostSeesTheSamePopups()
+{
+    // A modal host closes the activity window before doit() returns, so the next pass is asked
+    // for in the middle of the current one; the outcome must not depend on it.
+    QFETCH(bool, modal);
+    auto *activities = PopupActivityManager::instance();
+    const auto closeActivity = [activities] {
+        activities->setActiveActivity(false);
+        Q_EMIT ImSignalObject::instance()->signalSetPopupActivityActived();
+    };
+    QObject host;
+    connect(item(PopupsSrategyScreen), &PopupsSrategyBaseItem::doit, &host, [&] {
+        if (modal)
+            closeActivity();
+        else
+            QTimer::singleShot(0, &host, closeActivity);
+    });
+
+    // Level 0 waits for the web data; meanwhile an activity and a maintenance notice arrive.
+    NoticeEngine::instance()->completeSysMsgSync();
+    activities->trigger(true);
+    NoticeEngine::instance()->notifyServerInMaintenance(QStringLiteral("Tonight"), false);
+    QVERIFY(m_doits.isEmpty());
+
+    CoreEngine::instance()->setWebData(QStringLiteral("{}"));
+    QTest::qWait(0);
+    // The activity won: the notice below it was dropped, whenever the activity was closed.
+    QCOMPARE(m_doits, QList<int>{PopupsSrategyScreen});
+    QVERIFY(!item(PopupsSrategyScreen)->isActiced());
+    QVERIFY(!item(PopupsSrategyOps)->isActiced());
+}
+
+void TestPopupChain::upperLevelDecisions()
+{
+    // The forced gray upgrade and the guidance decide on their first input only.
+    auto *core = CoreEngine::instance();
+    core->setHasNewVersion(true);
+    core->setGrayUpgradeForced(true);
+    core->setUserValue(QStringLiteral("userGuidance"), true);
+    NoticeEngine::instance()->completeSysMsgSync();
+    // Before the guidance in its level: it does not wait for the guidance to decide.
+    QCOMPARE(m_doits, QList<int>{PopupsSrategyForceGrayUpgrade});
+    core->setWebData(QStringLiteral("{}"));
+    QCOMPARE(m_doits, QList<int>{PopupsSrategyForceGrayUpgrade});
+    core->setUserValue(QStringLiteral("userGuidance"), false);
+    core->setWebData(QStringLiteral("{\"changed\":1}"));
+    QVERIFY(item(PopupsSrategyUserGuiance)->isActiced());
+
+    // Once installed, a later sync of the same connection changes nothing...
+    core->setNewVersionDownloaded(true);
+    NoticeEngine::instance()->completeSysMsgSync();
+    QVERIFY(item(PopupsSrategyForceGrayUpgrade)->isActiced());
+
+    // ...but after a reconnection the decision is made again, and blocks until then.
+    item(PopupsSrategyUserGuiance)->popupClosed();
+    core->notifyBasicReconnected();
+    QVERIFY(!item(PopupsSrategyForceGrayUpgrade)->hasTriggered());
+    QVERIFY(!item(PopupsSrategyForceGrayUpgrade)->isCalledDoit());
+    NoticeEngine::instance()->notifyServerInMaintenance(QStringLiteral("Tonight"), false);
+    QCOMPARE(m_doits, QList<int>{PopupsSrategyForceGrayUpgrade});
+    NoticeEngine::instance()->completeSysMsgSync();
+    QVERIFY(item(PopupsSrategyForceGrayUpgrade)->hasTriggered());
+    QVERIFY(!item(PopupsSrategyForceGrayUpgrade)->isActiced());
+    QCOMPARE(m_doits, (QList<int>{PopupsSrategyForceGrayUpgrade, PopupsSrategyOps}));
 }
 
 void TestPopupChain::screenItemFollowsTheActivityManager()

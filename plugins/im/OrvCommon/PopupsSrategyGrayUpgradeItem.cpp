@@ -44,33 +44,30 @@ void PopupsSrategyGrayUpgradeItem::onSysMsgSyncFinised()
 
     const CoreEngine *core = CoreEngine::instance();
     const OrvEngine::LoginObject *login = core->loginObject();
-    // The server is asked only where the user could have chosen "no more reminders".
-    bool ask = false;
+    // The server remembers a "no more reminders" given on an earlier installation of this
+    // machine; it is asked whenever the reminder is still wanted, unless the reminder is forced.
+    bool ask = true;
     if ((!core->hasNewVersion() || !core->isNewVersionDownloaded()) && login && login->isNeedShowUpgradeSuggest()) {
         m_actived = true;
-        if (core->backgroundConfig(QString::fromLatin1(CoreEngine::UpgradeSuggestConfigKey), 0).toInt() != 0) {
+        if (core->backgroundConfig(QString::fromLatin1(CoreEngine::UpgradeSuggestConfigKey), 0).toInt() != 0)
             m_actived = noMoreReminders() == 0;
-            ask = m_actived;
-        }
     } else {
         QString version;
         QString releaseNotes;
         bool allowNoMoreReminders = false;
         core->getDownloadedUpgradeInfo(version, releaseNotes, allowNoMoreReminders);
-        // Without a downloaded version there is nothing to remind of.
+        // Without a downloaded version there is nothing to remind of, and an active item would
+        // hold back the rest of its level until the host closed a popup it never showed.
         m_actived = !version.isEmpty();
-        if (allowNoMoreReminders) {
-            if (noMoreReminders() != 0)
-                m_actived = false;
-            ask = m_actived;
-        }
-        if (core->isUpgradeReminderForced()) {
+        if (allowNoMoreReminders && noMoreReminders() != 0)
+            m_actived = false;
+        if (core->isUpgradeReminderForced() && !version.isEmpty()) {
             m_actived = true;
             ask = false;
         }
     }
 
-    if (ask) {
+    if (m_actived && ask) {
         askServer();
         return;
     }
@@ -88,8 +85,10 @@ void PopupsSrategyGrayUpgradeItem::askServer()
 
 void PopupsSrategyGrayUpgradeItem::abortQuestion()
 {
-    if (m_reply)
+    if (m_reply) {
+        disconnect(m_reply.data(), nullptr, this, nullptr);
         m_reply->abort();
+    }
     m_reply = nullptr;
 }
 

@@ -38,6 +38,7 @@ void PopupsSrategyManager::release()
         }
     }
     m_items.clear();
+    ++m_generation;
 }
 
 PopupsSrategyBaseItem *PopupsSrategyManager::getPopupItem(PopupsSrategyType type) const
@@ -86,12 +87,33 @@ void PopupsSrategyManager::initMap()
 
 void PopupsSrategyManager::onItemTriggerProcess()
 {
+    // A host that shows its dialog modally from doit() closes it, and so asks for the next pass,
+    // before the current pass is over. Run that pass afterwards, so the result is the same as
+    // with a non-modal dialog.
+    if (m_inPass) {
+        m_passRequested = true;
+        return;
+    }
+    m_inPass = true;
+    do {
+        m_passRequested = false;
+        runPass();
+    } while (m_passRequested);
+    m_inPass = false;
+}
+
+void PopupsSrategyManager::runPass()
+{
     PopupsSrategyBaseItem *winner = nullptr;
-    // A copy: a host reacting to doit() may close popups or release the chain during the pass.
+    // A copy: a host reacting to doit() may release the chain during the pass (its items may be
+    // gone once the host's dialog returns).
     const QMap<int, QList<PopupsSrategyBaseItem *>> levels = m_items;
+    const quint64 generation = m_generation;
     for (auto it = levels.cbegin(); it != levels.cend(); ++it) {
         bool blocked = false;
         for (PopupsSrategyBaseItem *item : it.value()) {
+            if (generation != m_generation)
+                return;
             if (winner) {
                 if (item->level() > winner->level() && item->hasTriggered() && item->isActiced() && item->isCanReset()) {
                     qCDebug(lcPopups) << "popup" << item->type() << "dropped for" << winner->type();

@@ -38,6 +38,10 @@ private Q_SLOTS:
 private:
     void initMap();
     PopupsSrategyBaseItem *createItem(PopupsSrategyType type);
+    void runPass();
 
     QMap<int, QList<PopupsSrategyBaseItem *>> m_items;
+    quint64 m_generation = 0; // counts release() calls
+    bool m_inPass = false;
+    bool m_passRequested = false;
 };

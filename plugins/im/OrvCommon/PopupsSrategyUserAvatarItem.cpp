@@ -27,10 +27,13 @@ bool PopupsSrategyUserAvatarItem::hasTriggered() const
     return m_triggered && (!m_weakPasswdItem || m_weakPasswdItem->hasTriggered());
 }
 
-bool PopupsSrategyUserAvatarItem::evaluate() const
+bool PopupsSrategyUserAvatarItem::isActiced() const
 {
-    if (m_weakPasswdItem && m_weakPasswdItem->isActiced())
-        return false;
+    return m_actived && !(m_weakPasswdItem && m_weakPasswdItem->isActiced());
+}
+
+bool PopupsSrategyUserAvatarItem::needsName() const
+{
     const CoreEngine *core = CoreEngine::instance();
     const OrvEngine::UserInfoPtr user = core->currentUserInfo();
     const QString name = user ? user->nickname() : QString();
@@ -45,12 +48,12 @@ void PopupsSrategyUserAvatarItem::onRecvUserInfo()
     if (m_handled)
         return;
     m_handled = true;
-    decide(evaluate());
+    decide(needsName());
 }
 
 void PopupsSrategyUserAvatarItem::onPasswdTriggerProcess()
 {
-    // The reminder was decided, shown or closed: our own answer may change with it.
-    m_actived = evaluate();
+    // The reminder was decided, shown or closed: the name may have been set meanwhile.
+    m_actived = needsName();
     Q_EMIT triggerProcess();
 }

@@ -22,6 +22,9 @@ public:
     PopupsSrategyLevel level() const override { return PopupsSrategyLevel2; }
     /// Decided only once the weak-password item has decided too.
     bool hasTriggered() const override;
+    /// Never while the weak-password reminder is wanted. Read live: the manager may run its pass
+    /// on the reminder's triggerProcess() before this item has re-read its own answer.
+    bool isActiced() const override;
 
     void setWeakPasswdItem(PopupsSrategyWeakupPasswdItem *item);
 
@@ -30,7 +33,8 @@ private Q_SLOTS:
     void onPasswdTriggerProcess();
 
 private:
-    bool evaluate() const;
+    /// The name part of the decision: no name yet, or still the masked account.
+    bool needsName() const;
 
     QPointer<PopupsSrategyWeakupPasswdItem> m_weakPasswdItem;
     bool m_handled = false;
