@@ -62,7 +62,7 @@ private Q_SLOTS:
     void sharedState();
     void sendChatFlags();
     void guidanceRoundTrip();
-    void guidanceKeepsEntriesOfEarlierSessions();
+    void guidanceLivesInTheUserSettings();
     void corruptGuidanceSettingIsNotFound_data();
     void corruptGuidanceSettingIsNotFound();
     void trackingEvents();
@@ -178,7 +178,7 @@ void TestImSignalObject::guidanceRoundTrip()
     QCOMPARE(welcomes, QStringLiteral("Big"));
 }
 
-void TestImSignalObject::guidanceKeepsEntriesOfEarlierSessions()
+void TestImSignalObject::guidanceLivesInTheUserSettings()
 {
     hub()->saveUserGuidanceClusterInfo(5, QStringLiteral("five"));
     ImSignalObject::release();
@@ -188,6 +188,17 @@ void TestImSignalObject::guidanceKeepsEntriesOfEarlierSessions()
     QString welcomes;
     QVERIFY(hub()->loadUserGuidanceClusterInfo(5, welcomes));
     QCOMPARE(welcomes, QStringLiteral("five"));
+
+    // Another user signs in: their settings get their own entries only, and back again.
+    const QString first = OrvSettings::instance()->fileName();
+    OrvSettings::instance()->setFileName(m_dir.filePath(QStringLiteral("other-user.ini")));
+    hub()->saveUserGuidanceClusterInfo(7, QStringLiteral("seven"));
+    QCOMPARE(storedGuidance().size(), 1);
+    QVERIFY(!hub()->loadUserGuidanceClusterInfo(5, welcomes));
+    OrvSettings::instance()->setFileName(first);
+    QVERIFY(!hub()->loadUserGuidanceClusterInfo(7, welcomes));
+    hub()->saveUserGuidanceClusterInfo(8, QStringLiteral("eight"));
+    QCOMPARE(storedGuidance().size(), 3);
 }
 
 void TestImSignalObject::corruptGuidanceSettingIsNotFound_data()

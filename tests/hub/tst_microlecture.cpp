@@ -26,6 +26,7 @@ private Q_SLOTS:
 
     void recordingBecomesADraft();
     void mergeWithoutClosingAnnouncesTheFile();
+    void mergeOntoAPartKeepsTheResult();
     void failedMergeKeepsTheParts();
     void coverFailureStillSavesTheDraft_data();
     void coverFailureStillSavesTheDraft();
@@ -107,6 +108,11 @@ void TestMicrolecture::recordingBecomesADraft()
     QVERIFY(sameColour(centreColour(cover), m_palette.at(0), m_palette));
     QCOMPARE(hub()->coverImage(), cover);
 
+    // A late player error (it was playing to show the frame) does not save the recording twice.
+    hub()->onFrameExtractError();
+    QTest::qWait(100);
+    QCOMPARE(drafts.size(), 1);
+
     // The flag is read once: the next merge is only announced.
     const auto more = makeParts(QStringLiteral("again"));
     const QString mergedAgain = file(QStringLiteral("again.mp4"));
@@ -132,6 +138,24 @@ void TestMicrolecture::mergeWithoutClosingAnnouncesTheFile()
         QVERIFY(!QFile::exists(part));
     QTest::qWait(200);
     QCOMPARE(drafts.size(), 0);
+}
+
+void TestMicrolecture::mergeOntoAPartKeepsTheResult()
+{
+    // The recorder may name the joined file after its first part.
+    const auto parts = makeParts(QStringLiteral("onto"));
+    QCOMPARE(parts.size(), size_t(2));
+    hub()->setMicrolectureCache(35, 4, QStringLiteral("Algebra"), parts[0], QString(), 5, parts);
+
+    QSignalSpy announced(hub(), &ImSignalObject::signalMergeVideoFileFinish);
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("merge destination, kept")));
+    hub()->mergeVideoFiles(parts, parts[0]);
+    QVERIFY(announced.wait(kFlowTimeoutMs));
+    QVERIFY(QFile::exists(parts[0]));
+    QVERIFY(!QFile::exists(parts[1]));
+    QVERIFY(hub()->openVideo(parts[0]));
+    QVERIFY(qAbs(hub()->getVideoDuration() - 4.0) < 0.2);
+    hub()->closeVideo();
 }
 
 void TestMicrolecture::failedMergeKeepsTheParts()

@@ -13,6 +13,7 @@
 #include <QCoreApplication>
 #include <QDateTime>
 #include <QFile>
+#include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QMetaMethod>
@@ -219,16 +220,10 @@ QMap<quint64, QString> ImSignalObject::readGuidanceSetting(bool *readable) const
 
 void ImSignalObject::saveUserGuidanceClusterInfo(quint64 clusterKey, const QString &welcomes)
 {
-    // Entries of earlier sessions are only in the setting; keep them.
-    if (!m_userGuidanceLoaded) {
-        bool readable = false;
-        const QMap<quint64, QString> stored = readGuidanceSetting(&readable);
-        for (auto it = stored.cbegin(); it != stored.cend(); ++it) {
-            if (!m_userGuidanceInfo.contains(it.key()))
-                m_userGuidanceInfo.insert(it.key(), it.value());
-        }
-        m_userGuidanceLoaded = true;
-    }
+    // The setting is the truth: it holds entries of earlier sessions, and it belongs to the
+    // signed-in user, whose settings file may have changed since the last call.
+    bool readable = false;
+    m_userGuidanceInfo = readGuidanceSetting(&readable);
     m_userGuidanceInfo.insert(clusterKey, welcomes);
 
     QJsonArray array;
@@ -359,6 +354,7 @@ void ImSignalObject::setPlayerFile(QString file)
         connect(s_player, &OrvAVPlayer::error, this, &ImSignalObject::onFrameExtractError);
         m_playerConnected = true;
     }
+    m_coverPending = true;
     s_player->stop();
     s_player->setFile(file);
     if (!s_player->load()) {
@@ -376,6 +372,7 @@ void ImSignalObject::getImageByPosition(qint64 position)
         connect(m_frameExtractor, &VideoFrameExtractor::frameExtracted, this,
                 [this](const QImage &frame) { onGetFirstFrameImage(frame); });
     }
+    m_coverPending = true;
     m_frameExtractor->setSource(s_player ? s_player->file() : QString());
     m_frameExtractor->setPosition(position);
     m_frameExtractor->extract();
@@ -394,7 +391,13 @@ void ImSignalObject::onMergeVideoFilesError(int errorNo)
 
 void ImSignalObject::onMergeVideoFilesFinish(QString dstVideoFile)
 {
+    const QString merged = QFileInfo(dstVideoFile).absoluteFilePath();
     for (const QString &part : m_tempFiles) {
+        // A part named as the destination has just been replaced by the joined file.
+        if (QFileInfo(part).absoluteFilePath() == merged) {
+            qCWarning(lcHub) << "recorded part" << part << "is the merge destination, kept";
+            continue;
+        }
         if (QFile::exists(part) && !QFile::remove(part))
             qCWarning(lcHub) << "cannot delete recorded part" << part;
     }
@@ -410,6 +413,10 @@ void ImSignalObject::onMergeVideoFilesFinish(QString dstVideoFile)
 
 void ImSignalObject::onLoaded()
 {
+    if (!s_player) {
+        qCWarning(lcHub) << "onLoaded without a player file";
+        return;
+    }
     s_player->setVolume(0);
     s_player->start();
     getImageByPosition(0);
@@ -417,17 +424,26 @@ void ImSignalObject::onLoaded()
 
 void ImSignalObject::onGetFirstFrameImage(QImage img)
 {
+    if (!m_coverPending) {
+        qCDebug(lcHub) << "cover frame without a pending draft, ignored";
+        return;
+    }
     emitSaveDraft(img);
 }
 
 void ImSignalObject::onFrameExtractError()
 {
+    if (!m_coverPending) {
+        qCDebug(lcHub) << "player or extractor error after the draft was saved, ignored";
+        return;
+    }
     qCWarning(lcHub) << "OrvAVPlayer extract frame failed.";
     emitSaveDraft(QImage());
 }
 
 void ImSignalObject::emitSaveDraft(const QImage &cover)
 {
+    m_coverPending = false;
     m_coverImg = cover;
     const QString time = QDateTime::currentDateTime().toString(QStringLiteral("MMddhhmmss"));
     const QString pattern = OrvLang::text("ID_imsignalobject_SomeOneOfMicrolectures");

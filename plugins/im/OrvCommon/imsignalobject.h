@@ -366,12 +366,14 @@ private:
     bool m_isScreenSharing = false;
     bool m_isMultiSelecting = false;
     QMap<quint64, QString> m_userGuidanceInfo;
-    bool m_userGuidanceLoaded = false;
     QSet<quint64> m_weChatCallBackCourses;
     quint64 m_createdCourseId = 0;
     OrvEngine::ClusterID m_createdClusterId;
 
     bool m_playerConnected = false;
+    // A cover was asked for and its draft not yet emitted: the player and the extractor may
+    // both answer (or the player fail later while playing), but a recording is saved once.
+    bool m_coverPending = false;
     VideoFrameExtractor *m_frameExtractor = nullptr;
 
     static ImSignalObject *m_instance;
