@@ -3,6 +3,9 @@
 #include "framedecoder.h"
 #include "orvmedia_logging.h"
 
+#include <QDateTime>
+#include <QFileInfo>
+
 #include <cmath>
 
 VideoFrameExtractor::VideoFrameExtractor(QObject *parent)
@@ -61,7 +64,12 @@ void VideoFrameExtractor::extract()
         if (request != m_latestRequest.load())
             return; // a newer request is queued behind this one
         OrvMedia::Error err = OrvMedia::NoError;
-        if (m_decoder->path() != source || !m_decoder->isOpen()) {
+        // A file written again under the same name (a new recording joined to the same path)
+        // must not be answered from the old one still open.
+        const QFileInfo info(source);
+        const QString stamp = QStringLiteral("%1/%2").arg(info.size()).arg(info.lastModified().toMSecsSinceEpoch());
+        if (m_decoder->path() != source || !m_decoder->isOpen() || stamp != m_openedStamp) {
+            m_openedStamp = stamp;
             err = m_decoder->open(source);
             if (err == OrvMedia::NoError && !m_decoder->hasVideo())
                 err = OrvMedia::NoVideoStream;

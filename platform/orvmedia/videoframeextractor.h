@@ -57,5 +57,6 @@ private:
     qint64 m_frameTimestamp = -1;
     std::atomic<quint64> m_latestRequest{0};
     std::unique_ptr<OrvMedia::FrameDecoder> m_decoder; // used by the pool's jobs only
+    QString m_openedStamp;                             // the open file's size and time; pool's jobs only
     QThreadPool m_pool;
 };

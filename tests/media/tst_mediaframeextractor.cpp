@@ -43,6 +43,11 @@ void TestMediaFrameExtractor::initTestCase()
     other.h264 = true;
     error = other.write(file(QStringLiteral("other.mp4")));
     QVERIFY2(error.isEmpty(), qPrintable(error));
+    TestVideo sound;
+    sound.seconds = {Qt::black};
+    sound.video = false;
+    error = sound.write(file(QStringLiteral("sound.mp4")));
+    QVERIFY2(error.isEmpty(), qPrintable(error));
     QFile text(file(QStringLiteral("notvideo.mp4")));
     QVERIFY(text.open(QIODevice::WriteOnly));
     text.write("This is a plain text file, not a video.\n");
@@ -72,6 +77,23 @@ void TestMediaFrameExtractor::extractsOnRequest()
     extractor.extract();
     QVERIFY(extracted.wait(kTimeoutMs));
     QVERIFY(sameColour(centreColour(extracted.at(1).at(0).value<QImage>()), Qt::yellow, m_palette));
+
+    // The same name written again (a new recording joined to the same path) is read anew.
+    const QString reused = file(QStringLiteral("reused.mp4"));
+    TestVideo first;
+    first.seconds = {Qt::cyan};
+    QVERIFY(first.write(reused).isEmpty());
+    extractor.setSource(reused);
+    extractor.extract();
+    QVERIFY(extracted.wait(kTimeoutMs));
+    QVERIFY(sameColour(centreColour(extracted.at(2).at(0).value<QImage>()), Qt::cyan, m_palette));
+    TestVideo second;
+    second.seconds = {Qt::magenta, Qt::magenta};
+    QVERIFY(QFile::remove(reused));
+    QVERIFY(second.write(reused).isEmpty());
+    extractor.extract();
+    QVERIFY(extracted.wait(kTimeoutMs));
+    QVERIFY(sameColour(centreColour(extracted.at(3).at(0).value<QImage>()), Qt::magenta, m_palette));
 }
 
 void TestMediaFrameExtractor::autoExtractFollowsPosition()
@@ -109,6 +131,7 @@ void TestMediaFrameExtractor::badSourcesGiveErrors_data()
     QTest::addColumn<QString>("source");
     QTest::newRow("text file named .mp4") << file(QStringLiteral("notvideo.mp4"));
     QTest::newRow("missing file") << file(QStringLiteral("nosuch.mp4"));
+    QTest::newRow("sound only") << file(QStringLiteral("sound.mp4"));
     QTest::newRow("no source") << QString();
 }
 

@@ -79,6 +79,10 @@ void TestMediaManager::initTestCase()
     silent.seconds = {Qt::black};
     silent.audio = false;
     makeVideo(QStringLiteral("silent.mp4"), silent);
+    TestVideo sound;
+    sound.seconds = {Qt::black, Qt::black};
+    sound.video = false;
+    makeVideo(QStringLiteral("sound.mp4"), sound);
     TestVideo ten;
     ten.seconds = m_palette;
     makeVideo(QStringLiteral("ten.mp4"), ten);
@@ -190,6 +194,7 @@ void TestMediaManager::mergeRejectsBadParts_data()
     QTest::newRow("missing part") << QStringLiteral("nosuch.mp4") << int(OrvMedia::OpenInputFailed) << false;
     QTest::newRow("text file as part") << QStringLiteral("notvideo.mp4") << int(OrvMedia::OpenInputFailed) << false;
     QTest::newRow("truncated part") << QStringLiteral("truncated.mp4") << int(OrvMedia::OpenInputFailed) << false;
+    QTest::newRow("sound-only part") << QStringLiteral("sound.mp4") << int(OrvMedia::NoVideoStream) << false;
     QTest::newRow("earlier file kept") << QStringLiteral("nosuch.mp4") << int(OrvMedia::OpenInputFailed) << true;
 }
 
@@ -426,6 +431,7 @@ void TestMediaManager::frameRequestsWithoutVideo()
     QVERIFY(manager->openVideo(file("a.mp4")));
     QVERIFY(!manager->openVideo(file("notvideo.mp4"))); // a failed open leaves nothing open
     QVERIFY(!manager->openVideo(file("nosuch.mp4")));
+    QVERIFY(!manager->openVideo(file("sound.mp4"))); // a media file, but no pictures
     int w = -1, h = -1;
     manager->getVideoImageSize(w, h);
     QCOMPARE(QSize(w, h), QSize(0, 0));
