@@ -70,6 +70,13 @@ bool CourseEngine::isLessonWaitingToEnter(const SnapshotLessonPtr &lesson) const
     return lesson && lesson->state() == SnapshotLesson::Running && lesson->roleValid();
 }
 
+void CourseEngine::refreshSchoolInfo(quint64 schoolId)
+{
+    if (!m_schools.contains(schoolId))
+        return;
+    QMetaObject::invokeMethod(this, [this, schoolId] { Q_EMIT signalSchoolInfoChanged(schoolId); }, Qt::QueuedConnection);
+}
+
 void CourseEngine::insertSchoolQuietly(const SchoolInfoPtr &school)
 {
     if (school)

@@ -24,6 +24,9 @@ public:
     /// 0 when the course is unknown.
     virtual quint64 getSchoolIdOfCourse(quint64 courseId) const;
     virtual SchoolInfoPtr getSchoolInfo(quint64 schoolId, bool fetchIfMissing = false) const;
+    /// Asks for the school's information (storage included) again; signalSchoolInfoChanged
+    /// announces it on a later turn of the event loop. The reference engine re-announces what it holds.
+    virtual void refreshSchoolInfo(quint64 schoolId);
     virtual std::vector<SnapshotLessonPtr> getLessons(quint64 schoolId, quint64 courseId) const;
     SnapshotLessonPtr getLesson(quint64 courseId, quint64 lessonId) const;
     /// The lesson is running and the user still has a role in it: it waits to be entered.

@@ -28,7 +28,8 @@
  *     virtual slots openSubWindow(const QString &requestData, const QString &cbKey),
  *       closeSubWindow(const QString &cbKey); protected openWebSubWindow(requestData, cbKey, parent,
  *       &request) -> WebSubWindow* (the shared steps), virtual initSubWindowBridge(window, request)
- *       (the child's bridge), virtual answerSubWindowData(cbKey, data). Override openSubWindow /
+ *       (the child's bridge), virtual prepareSubWindow(window, request) (before it shows),
+ *       virtual answerSubWindowData(cbKey, data). Override openSubWindow /
  *       closeSubWindow outside Q_SLOTS, or the channel sees two slots of one signature.
  *       FromType: FromIm 0, FromImCloudPage 1, FromClassroom 2, FromLauncher 3, FromClassroomNoAddFile 4
  *   WebSubWindow : QWidget                           websubwindow.h

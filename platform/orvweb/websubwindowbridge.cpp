@@ -58,6 +58,7 @@ WebSubWindow *WebSubWindowBridge::openWebSubWindow(const QString &requestData, c
     initSubWindowBridge(window, object);
     connect(window, &WebSubWindow::signalCbKeyData, this, &WebSubWindowBridge::answerSubWindowData);
     connect(this, &OrvWebBridge::signalCloseSubWindow, window, &WebSubWindow::passiveCloseWindow);
+    prepareSubWindow(window, object);
     window->show();
     return window;
 }
@@ -71,6 +72,12 @@ void WebSubWindowBridge::initSubWindowBridge(WebSubWindow *window, const QJsonOb
         return;
     }
     window->initWebBridge(new WebSubWindowBridge(window->webView(), window, fromType()), name);
+}
+
+void WebSubWindowBridge::prepareSubWindow(WebSubWindow *window, const QJsonObject &request)
+{
+    Q_UNUSED(window)
+    Q_UNUSED(request)
 }
 
 void WebSubWindowBridge::answerSubWindowData(const QString &cbKey, const QString &data)

@@ -55,6 +55,8 @@ protected:
     /// Publishes the bridge of a new child window. By default a plain WebSubWindowBridge under
     /// the name this bridge has in its own view.
     virtual void initSubWindowBridge(WebSubWindow *window, const QJsonObject &request);
+    /// Last touches on a new child window before it is shown (placement); nothing by default.
+    virtual void prepareSubWindow(WebSubWindow *window, const QJsonObject &request);
     /// Runs the child window's answer in this page.
     virtual void answerSubWindowData(const QString &cbKey, const QString &data);
 

@@ -181,7 +181,13 @@ void CloudDiskBridge::openFiles(const QString &fileInfos, int currentIndex)
         qCWarning(lcBridge) << "openFiles: exam or homework entry without url";
         return;
     }
-    const QString url = CloudPageAddress::join(address).toString();
+    const QUrl page = CloudPageAddress::join(address);
+    // The entry names a page of the web service; an address elsewhere is not opened in the client.
+    if (!OrvWebView::isTrustedUrl(page)) {
+        qCWarning(lcBridge) << "openFiles: refuses the page" << BridgeInput::excerpt(address);
+        return;
+    }
+    const QString url = page.toString();
     const QSize size = parseWindowSize(BridgeInput::text(entry, QStringLiteral("size")), kDefaultWindowSize);
     if (fileType == 2) {
         Q_EMIT ImSignalObject::instance()->openHomeworkSubWidget(webView(), url, size);
@@ -246,21 +252,20 @@ void CloudDiskBridge::download(const char *method, const QString &fileInfos, con
 
     if (files.size() > 1) {
         QStringList ids;
-        int source = 0;
-        QString sid;
         for (const QJsonValue &value : qAsConst(files)) {
-            const QJsonObject entry = value.toObject();
-            const quint64 id = BridgeInput::id(entry, QStringLiteral("userFileId"));
+            const quint64 id = BridgeInput::id(value.toObject(), QStringLiteral("userFileId"));
             if (id == 0) {
                 qCWarning(lcBridge) << method << "skips an entry without userFileId";
                 continue;
             }
             ids << QString::number(id);
-            source = BridgeInput::integer(entry, QStringLiteral("fileSource"));
-            sid = BridgeInput::text(entry, QStringLiteral("sid"));
         }
         if (ids.isEmpty())
             return;
+        // The page sends one disk at a time; its last entry says which.
+        const QJsonObject last = files.last().toObject();
+        const int source = BridgeInput::integer(last, QStringLiteral("fileSource"));
+        const QString sid = BridgeInput::text(last, QStringLiteral("sid"));
         startLoading();
         if (source == 8) {
             requestOrganizationFilesDownload(sid, ids.join(QLatin1Char(',')), answer ? cbKey : QString());
@@ -600,18 +605,23 @@ void CloudDiskBridge::openSubWindow(const QString &requestData, const QString &c
             qCWarning(lcBridge) << "pClassRoomMgr is null, maybe classroom plugin is not loaded";
     }
     QJsonObject request;
-    WebSubWindow *window = openWebSubWindow(requestData, cbKey, parent, &request);
-    if (!window)
+    if (!openWebSubWindow(requestData, cbKey, parent, &request))
         return;
-    QScreen *screen = window->screen() ? window->screen() : QGuiApplication::primaryScreen();
-    if (screen) {
-        const QRect available = screen->availableGeometry();
-        const QSize size = window->frameGeometry().size();
-        window->move(available.x() + (available.width() - size.width()) / 2,
-                     available.y() + (available.height() - size.height()) / 2);
-    }
     if (BridgeInput::boolean(request, QStringLiteral("isAutoHide")))
         Q_EMIT hideCloudDisk();
+}
+
+void CloudDiskBridge::prepareSubWindow(WebSubWindow *window, const QJsonObject &request)
+{
+    Q_UNUSED(request)
+    // Centred on its screen before it shows, so it never jumps.
+    QScreen *screen = window->screen() ? window->screen() : QGuiApplication::primaryScreen();
+    if (!screen)
+        return;
+    const QRect available = screen->availableGeometry();
+    const QSize size = window->size();
+    window->move(available.x() + (available.width() - size.width()) / 2,
+                 available.y() + (available.height() - size.height()) / 2);
 }
 
 void CloudDiskBridge::closeSubWindow(const QString &cbKey)
@@ -782,17 +792,24 @@ void CloudDiskBridge::schoolInfoAbnormalPopup(const QString &json)
 
 void CloudDiskBridge::requestSchoolStorageInfo()
 {
+    // The school of the cluster the disk is shown for: the view's own, its course's, or in a
+    // classroom the classroom's.
+    auto *courses = OrvEngine::CourseEngine::instance();
     quint64 school = webView() ? webView()->schoolId().toULongLong() : 0;
+    if (school == 0 && webView())
+        school = courses->getSchoolIdOfCourse(webView()->courseId().toULongLong());
     if (school == 0 && clouddiskInClassroom()) {
         if (auto *classroom = ExtensionSystem::instance()->getObject<IClassRoomMgr>(
                 QString::fromLatin1(IClassRoomMgr::ExtensionName)))
             school = classroom->schoolId();
+        else
+            qCWarning(lcBridge) << "pClassRoomMgr is null, maybe classroom plugin is not loaded";
     }
     if (school == 0) {
         qCInfo(lcBridge) << "requestSchoolStorageInfo: no current school";
         return;
     }
-    OrvEngine::CourseEngine::instance()->getSchoolInfo(school, true);
+    courses->refreshSchoolInfo(school);
 }
 
 void CloudDiskBridge::onSchoolInfoChanged(quint64 schoolId)

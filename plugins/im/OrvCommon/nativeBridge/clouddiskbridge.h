@@ -61,13 +61,12 @@ public Q_SLOTS:
     bool isTeacherInAllCluster();
     QString getAppProductEnv();
     void setIsPopWeb(bool isPopWeb);
-    void openSubWindow(const QString &requestData, const QString &cbKey) override;
-    void closeSubWindow(const QString &cbKey) override;
+    // openSubWindow, closeSubWindow: the base's slots, overridden below.
     void openUrlShareInClassroom(const QString &requestData, const QString &cbKey);
     void closeUrlShareInClassroom(const QString &cbKey);
-    void loadingTimeOutSlot() override;
+    // loadingTimeOutSlot: the base's slot, overridden below.
     void openLocalFile();
-    void linkView(const QString &url);
+    // linkView: the base's slot, overridden below.
     void openSyncSubWindow(const QString &requestData, const QString &cbKey);
     void closeSyncSubWindow(const QString &cbKey);
     int getWebShowType();
@@ -78,8 +77,21 @@ public Q_SLOTS:
     void requestSchoolStorageInfo();
     void requestOrganizationFilesDownload(const QString &sid, const QString &fileIds, const QString &cbKey);
 
+public:
+    // Overrides of page-callable slots stay outside Q_SLOTS: declared again there, the channel would
+    // see two methods of one signature and pick either.
+    /// Refused with "ID_Exten_CanNot_AddFile" in a classroom that takes no added files; the child
+    /// page gets a CloudDiskBridge of its own as "cloudDisk", marked as a pop-up.
+    void openSubWindow(const QString &requestData, const QString &cbKey) override;
+    void closeSubWindow(const QString &cbKey) override;
+    /// Only stops the indicator: a slow page is no error worth a message.
+    void loadingTimeOutSlot() override;
+    /// In a classroom the board opens the link and the disk hides; elsewhere the system browser.
+    void linkView(const QString &url) override;
+
 protected:
     void initSubWindowBridge(WebSubWindow *window, const QJsonObject &request) override;
+    void prepareSubWindow(WebSubWindow *window, const QJsonObject &request) override;
     /// The classroom's board service, or null with the log line "IPptMgr is nullptr".
     IPptMgr *pptMgr() const;
     /// Shows the general message of a failed web-service answer.

@@ -38,7 +38,8 @@ public:
 
 public Q_SLOTS:
     /// Opens url in the system browser, or with FromType 2 (classroom) in the client's in-app browser.
-    void linkView(const QString &url);
+    /// Subclasses override it outside Q_SLOTS, so the page sees one linkView.
+    virtual void linkView(const QString &url);
     void refreshExamList(const QString &cbKey);
     /// Tells the user the operation was cancelled, then stops the indicator.
     virtual void loadingTimeOutSlot();
