@@ -194,16 +194,26 @@ void TestMicrolecture::failedMergeKeepsTheParts()
 
 void TestMicrolecture::coverFailureStillSavesTheDraft_data()
 {
-    QTest::addColumn<QByteArray>("content"); // empty: no file at all
-    QTest::newRow("not a video") << QByteArray("garbage, not a media file");
-    QTest::newRow("missing") << QByteArray();
+    QTest::addColumn<QByteArray>("content"); // empty: no file at all; "sound": a file without pictures
+    QTest::addColumn<int>("duration");       // what the draft says
+    QTest::newRow("not a video") << QByteArray("garbage, not a media file") << 12;
+    QTest::newRow("missing") << QByteArray() << 12;
+    // The player opens it (and knows its length); only the picture cannot be taken.
+    QTest::newRow("sound only") << QByteArray("sound") << 3;
 }
 
 void TestMicrolecture::coverFailureStillSavesTheDraft()
 {
     QFETCH(QByteArray, content);
+    QFETCH(int, duration);
     const QString video = file(QStringLiteral("cover-%1.mp4").arg(QString::fromLatin1(QTest::currentDataTag())));
-    if (!content.isEmpty()) {
+    if (content == "sound") {
+        TestVideo sound;
+        sound.seconds = {Qt::black, Qt::black, Qt::black};
+        sound.video = false;
+        const QString error = sound.write(video);
+        QVERIFY2(error.isEmpty(), qPrintable(error));
+    } else if (!content.isEmpty()) {
         QFile f(video);
         QVERIFY(f.open(QIODevice::WriteOnly));
         f.write(content);
@@ -214,10 +224,11 @@ void TestMicrolecture::coverFailureStillSavesTheDraft()
     QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("extract frame failed")));
     hub()->setPlayerFile(video);
     QVERIFY(drafts.size() == 1 || drafts.wait(kFlowTimeoutMs));
+    QTest::qWait(100);
     QCOMPARE(drafts.size(), 1);
     const QList<QVariant> args = drafts.first();
     QCOMPARE(args.at(0).toInt(), 34);
-    QCOMPARE(args.at(1).toInt(), 12); // the player knows no length: the recorder's figure
+    QCOMPARE(args.at(1).toInt(), duration); // without a length from the player: the recorder's figure
     QCOMPARE(args.at(2).toInt(), 8);
     QCOMPARE(args.at(5).toString(), video);
     QVERIFY(args.at(7).value<QImage>().isNull());
