@@ -68,6 +68,9 @@ CloudDiskWebView::CloudDiskWebView(WebSubWindowBridge::FromType fromType, QWidge
     : QWidget(parent)
     , m_fromType(fromType)
 {
+    // A view made after sign-in shows the disk at once; the host reports later changes.
+    if (OrvEngine::LoginObject *login = OrvEngine::CoreEngine::instance()->loginObject())
+        m_loginSuccess = login->isLogined();
     setObjectName(QStringLiteral("CloudDiskWebView"));
     const OrvWebView::Theme theme = clouddiskInClassroom() ? OrvWebView::Dark : CloudStyle::theme();
     m_view = new OrvWebView(theme, this);
@@ -75,6 +78,9 @@ CloudDiskWebView::CloudDiskWebView(WebSubWindowBridge::FromType fromType, QWidge
     auto *layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(m_view);
+
+    connect(m_view, &QWebEngineView::loadStarted, this, [this] { m_lastLoadFailed = false; });
+    connect(m_view, &QWebEngineView::loadFinished, this, [this](bool ok) { m_lastLoadFailed = !ok; });
 
     createBridges();
     connectEngines();
@@ -261,7 +267,11 @@ QUrl CloudDiskWebView::loginUrl() const
 
 void CloudDiskWebView::initUrl()
 {
-    const QUrl url = m_loginSuccess ? startUrl() : loginUrl();
+    // A classroom only runs signed in; the client's disk waits for the sign-in.
+    const bool signedIn = m_loginSuccess || clouddiskInClassroom();
+    const QUrl url = signedIn ? startUrl() : loginUrl();
+    if (!signedIn && !url.isLocalFile())
+        CloudPageAddress::trust(url); // the environment's web host is the client's own
     qCInfo(lcBridge) << "cloud disk loads" << url.toString(QUrl::RemoveQuery);
     m_view->load(url);
 }
@@ -313,14 +323,15 @@ void CloudDiskWebView::reloadPage()
 
 void CloudDiskWebView::reloadCloudDisk()
 {
-    if (isVisible() && m_view->url().isEmpty())
+    // A failed first load left an error page, not the disk: that counts as no address either.
+    if (isVisible() && (m_view->url().isEmpty() || m_lastLoadFailed))
         initUrl();
 }
 
 void CloudDiskWebView::refreshWebpage()
 {
     qCInfo(lcBridge).noquote() << QStringLiteral("---im clouddisk print: %1 loadFinish flag %2")
-                                      .arg(m_view->url().toString(QUrl::RemoveQuery))
+                                      .arg(m_view->url().toString())
                                       .arg(m_view->isLoadedFinished());
     if (m_view->isLoadedFinished() && !m_view->url().isEmpty())
         m_view->webPage()->runJavaScript(QStringLiteral("refresh()"));
@@ -385,7 +396,8 @@ void CloudDiskWebView::shareFile(const QString &data)
     }
     const QString type = BridgeInput::text(object, QStringLiteral("type"));
     const QString shareId = BridgeInput::text(object, QStringLiteral("shareId"));
-    if (type == QLatin1String("homework")) {
+    // Pages name the kind, or send the homework file kind of the disk (2).
+    if (type == QLatin1String("homework") || type == QLatin1String("2")) {
         ShareToChatTool::instance()->shareCloudHomework(object);
         return;
     }

@@ -95,6 +95,7 @@ private:
     QPointer<CloudDiskBridge> m_cloudBridge;
     QPointer<ImCloudWebBridge> m_imBridge;
     bool m_loginSuccess = false;
+    bool m_lastLoadFailed = false;
     QString m_homeworkReloadCbKey;
     QString m_examReloadCbKey;
     QWidget *m_toolBar = nullptr;

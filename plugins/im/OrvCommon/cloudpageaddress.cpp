@@ -3,6 +3,7 @@
 
 #include "orvhttpmanager.h"
 #include "orvsettings.h"
+#include "orvwebview.h"
 
 QUrl CloudPageAddress::join(const QString &path)
 {
@@ -15,11 +16,20 @@ QUrl CloudPageAddress::join(const QString &path)
 QUrl CloudPageAddress::applyDebugHook(const QUrl &url)
 {
     const QUrl debug(OrvSettings::instance()->value(QLatin1String(DebugAddressKey)).toString());
-    if (debug.isEmpty() || !debug.isValid() || debug.host().isEmpty() || url.scheme() == QLatin1String("file"))
+    const QString scheme = debug.scheme().toLower();
+    if (debug.host().isEmpty() || (scheme != QLatin1String("http") && scheme != QLatin1String("https"))
+        || url.scheme() == QLatin1String("file"))
         return url;
     QUrl out = url;
     out.setScheme(debug.scheme());
     out.setHost(debug.host());
     out.setPort(debug.port());
+    trust(out);
     return out;
+}
+
+void CloudPageAddress::trust(const QUrl &url)
+{
+    if (!OrvWebView::isTrustedUrl(url))
+        OrvWebView::addTrustedOrigin(url);
 }

@@ -15,7 +15,11 @@ class CloudPageAddress
 public:
     static constexpr const char *DebugAddressKey = "FrontEndDebugAddress";
 
-    /// path may carry a query and a fragment; a path without a leading '/' is taken from the root.
+    /// path may carry a query and a fragment; a path without a leading '/' is
+    /// resolved against the web service address, which is the same when that address is a host root.
     static QUrl join(const QString &path);
+    /// The hook's server, when set, is trusted like the web service: its pages get the bridges.
     static QUrl applyDebugHook(const QUrl &url);
+    /// Lets pages of url's origin see the bridges (once per origin).
+    static void trust(const QUrl &url);
 };

@@ -56,6 +56,16 @@ void OrvReloadButton::setIconVisible(bool visible)
     m_icon->setVisible(visible);
 }
 
+QSize OrvReloadButton::sizeHint() const
+{
+    return layout()->sizeHint();
+}
+
+QSize OrvReloadButton::minimumSizeHint() const
+{
+    return layout()->minimumSize();
+}
+
 void OrvReloadButton::enterEvent(QEvent *event)
 {
     QPushButton::enterEvent(event);

@@ -24,6 +24,10 @@ public:
     void setIconVisible(bool visible);
     bool isHovered() const { return m_hovered; }
 
+    /// What the labels need; the button's own text is always empty.
+    QSize sizeHint() const override;
+    QSize minimumSizeHint() const override;
+
 protected:
     void enterEvent(QEvent *event) override;
     void leaveEvent(QEvent *event) override;
