@@ -306,6 +306,7 @@ private Q_SLOTS:
         QVERIFY(!answerOf(QStringLiteral("dl-1")).contains(QStringLiteral("data")));
         QTRY_COMPARE_WITH_TIMEOUT(readFile(m_saves + QStringLiteral("/Worksheet.pdf")), worksheet.bytes, TransferWaitMs);
         QVERIFY(!m_bridge->isLoading());
+        saveScreenshot(m_view, QStringLiteral("cloud-im"));
 
         // The next dialog offers a free name; the user picks another folder, which is remembered,
         // and types a name without the suffix, which the file keeps.
@@ -678,6 +679,7 @@ private Q_SLOTS:
         QVERIFY(qAbs(window->geometry().center().y() - available.center().y()) <= 1);
         // The child page is the disk's folder and knows it is a pop-up.
         QVERIFY(waitFor(window->webView()->page(), QStringLiteral("document.getElementById('env').textContent === 'In the client, in a window'"), 15000));
+        saveScreenshot(window, QStringLiteral("cloud-child"));
         QCOMPARE(hide.size(), 0);
 
         // The same folder again raises it; another with "isAutoHide" opens and hides the disk.
@@ -840,6 +842,7 @@ private Q_SLOTS:
         QCOMPARE(lastRequest(QStringLiteral("/cloudspace/api/user/file/source")).queryValue(QStringLiteral("ownerUid")),
                  QString::number(OrvCloudDisk::DefaultUserId));
         QCOMPARE(hide.size(), 1);
+        saveScreenshot(m_view, QStringLiteral("cloud-room"));
 
         // A school picture goes through the organisation preview.
         eval(QStringLiteral("cloudPage.showImage(3002, 8)"));
@@ -962,6 +965,16 @@ private Q_SLOTS:
 private:
     QVariant eval(const QString &script, int timeoutMs = 5000) { return WebTest::eval(m_view->page(), script, timeoutMs); }
     static QList<WebSubWindow *> windows() { return WebSubWindowManger::instance()->windows(); }
+
+    // ORV_BRIDGE_SCREENSHOTS=<folder> keeps a picture of a window as the screen shows it.
+    static void saveScreenshot(QWidget *widget, const QString &name)
+    {
+        const QString folder = qEnvironmentVariable("ORV_BRIDGE_SCREENSHOTS");
+        if (folder.isEmpty())
+            return;
+        QTest::qWait(500);
+        widget->screen()->grabWindow(widget->winId()).save(folder + QLatin1Char('/') + name + QStringLiteral(".png"));
+    }
 
     // A fresh view on the cloud page with the disk's bridge published as "cloudDisk".
     void openDisk(WebSubWindowBridge::FromType fromType, const QString &path = QStringLiteral("/client/cloud/cs/im"),
