@@ -11,6 +11,8 @@
 #include "courseengine.h"
 #include "extensionsystem.h"
 #include "iclassroommgr.h"
+#include "icoursewareservice.h"
+#include "iimagepreviewservice.h"
 #include "idocumentservice.h"
 #include "ifileopener.h"
 #include "imsignalobject.h"
@@ -53,6 +55,23 @@ class FakeDocuments : public IDocumentService
 public:
     QList<QJsonObject> shared;
     void shareDocument(const QJsonObject &fileInfo) override { shared << fileInfo; }
+};
+
+class FakeImagePreview : public IImagePreviewService
+{
+public:
+    QList<QStringList> calls;
+    void previewImages(const QStringList &urls) override { calls << urls; }
+};
+
+class FakeCourseware : public ICoursewareService
+{
+public:
+    QList<QVariantList> calls;
+    void createEdb(quint64 folderId, int fileSource, qint64 orgDiskId, quint64 sid) override
+    {
+        calls << QVariantList{folderId, fileSource, orgDiskId, sid};
+    }
 };
 
 class FakePptMgr : public IPptMgr
@@ -599,6 +618,29 @@ private Q_SLOTS:
         QVERIFY(waitAnswer(QStringLiteral("done")));
         QCOMPARE(opener.calls.size(), 1);
         QCOMPARE(exam.size(), 1);
+    }
+
+    void previewsAndBoardFilesGoToTheirServices()
+    {
+        {
+            LogCapture log("orv.common.bridge");
+            eval(QStringLiteral("cloudPage.previewImage(1003); cloudPage.boardFile(501)"));
+            QTRY_VERIFY(log.contains(QStringLiteral("ICoursewareService is nullptr")));
+            QVERIFY(log.contains(QStringLiteral("IImagePreviewService is nullptr")));
+        }
+        FakeImagePreview preview;
+        FakeCourseware courseware;
+        Published previewPublished(IImagePreviewService::ExtensionName, &preview);
+        Published coursewarePublished(ICoursewareService::ExtensionName, &courseware);
+        eval(QStringLiteral("cloudPage.previewImage(1003); cloudPage.boardFile(501);"
+                            "cloudDisk.createEdb('{\"folderId\":\"18446744073709551615\",\"fileSource\":8,\"orgDiskId\":40001,\"sid\":30001}');"
+                            "cloudDisk.previewImages('[]'); cloudDisk.previewImages('[{\"url\":\"https://a/2.png\"}, 3]');"
+                            "cloudDisk.createEdb('[1]'); cloudDisk.refreshExamList('done')"));
+        QVERIFY(waitAnswer(QStringLiteral("done")));
+        QCOMPARE(preview.calls, (QList<QStringList>{{m_service.baseUrl().toString() + QStringLiteral("/download/file?id=1003")},
+                                                    {QStringLiteral("https://a/2.png")}}));
+        QCOMPARE(courseware.calls, (QList<QVariantList>{{quint64(501), 0, qint64(0), quint64(0)},
+                                                        {quint64(18446744073709551615ull), 8, qint64(40001), quint64(30001)}}));
     }
 
     void openFilesInAClassroom()
