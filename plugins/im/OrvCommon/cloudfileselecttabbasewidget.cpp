@@ -58,7 +58,12 @@ CloudFileSelectTabBaseWidget::CloudFileSelectTabBaseWidget(quint64 id, QWidget *
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(m_content);
 
-    setStyleSheet(CloudStyle::styleSheet(QStringLiteral("CloudFileSelectTabBaseWidget")));
+    // The bar's own sheet has no selector and would draw its bottom border under the title and
+    // the buttons too; their own copy of the frame's sheet wins over it.
+    m_sheet = CloudStyle::styleSheet(QStringLiteral("CloudFileSelectTabBaseWidget"));
+    setStyleSheet(m_sheet);
+    m_title->setStyleSheet(m_sheet);
+    m_closeButton->setStyleSheet(m_sheet);
 }
 
 int CloudFileSelectTabBaseWidget::pageCount() const
@@ -88,6 +93,8 @@ void CloudFileSelectTabBaseWidget::setCurrentPage(int index)
 CloudFileSelectBaseWidget *CloudFileSelectTabBaseWidget::createSelectBaseWidget()
 {
     auto *page = new CloudFileSelectBaseWidget(m_stack);
+    // The navigation bar switches pages; a page's own tab bar only shows for several tabs.
+    page->setTabBarAutoHide(true);
     connect(page, &CloudFileSelectBaseWidget::clickBtnOk, this, [this](const QString &params) {
         m_params = params;
         Q_EMIT clickBtnOk(params);
@@ -103,6 +110,7 @@ void CloudFileSelectTabBaseWidget::addPage(const QString &title, CloudFileSelect
     button->setCheckable(true);
     button->setFlat(true);
     button->setCursor(Qt::PointingHandCursor);
+    button->setStyleSheet(m_sheet);
     connect(button, &QPushButton::clicked, this, [this, index] { setCurrentPage(index); });
     m_pageButtons << button;
     // A single page needs no switch.

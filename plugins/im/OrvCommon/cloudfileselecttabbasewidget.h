@@ -45,6 +45,7 @@ protected:
 private:
     quint64 m_id;
     QString m_params;
+    QString m_sheet;
     QWidget *m_navigation = nullptr;
     QLabel *m_title = nullptr;
     QPushButton *m_closeButton = nullptr;
