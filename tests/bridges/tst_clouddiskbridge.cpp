@@ -736,6 +736,24 @@ private Q_SLOTS:
         QTRY_COMPARE(windows().size(), 1);
     }
 
+    // The exam frame's child pages get a plain bridge under the same name, from the same host.
+    void examFrameChildGetsAPlainBridge()
+    {
+        delete m_view;
+        m_view = new OrvWebView;
+        auto *exam = new ExamBaseBridge(m_view, m_view, WebSubWindowBridge::FromLauncher);
+        m_view->registerObject(exam, QStringLiteral("cloudDisk"));
+        m_view->show();
+        QVERIFY(load(m_view, QUrl(m_service.baseUrl().toString() + QStringLiteral("/client/cloud/cs/im"))));
+        QVERIFY(waitFor(m_view->page(), QStringLiteral("!!(window.orvPage && orvPage.loaded && cloudDisk.openSubWindow)")));
+        eval(QStringLiteral("cloudPage.openWindow(501, 'exam-1')"));
+        QTRY_COMPARE(windows().size(), 1);
+        OrvWebBridge *child = windows().first()->webView()->registeredObject(QStringLiteral("cloudDisk"));
+        QVERIFY(child);
+        QCOMPARE(child->metaObject(), &WebSubWindowBridge::staticMetaObject);
+        QCOMPARE(static_cast<WebSubWindowBridge *>(child)->fromType(), WebSubWindowBridge::FromLauncher);
+    }
+
     void childWindowsInAClassroom()
     {
         FakeClassroom classroom;
