@@ -82,34 +82,36 @@ QString SampleVideo::write(const QString &path) const
         return QStringLiteral("no container for %1").arg(path);
     const bool globalHeader = w.format->oformat->flags & AVFMT_GLOBALHEADER;
 
-    const AVCodec *videoCodec = avcodec_find_encoder(h264 ? AV_CODEC_ID_H264 : AV_CODEC_ID_MPEG4);
-    if (!videoCodec)
-        return QStringLiteral("no video encoder");
-    w.video = avcodec_alloc_context3(videoCodec);
-    w.video->width = size.width();
-    w.video->height = size.height();
-    w.video->time_base = AVRational{1, fps};
-    w.video->framerate = AVRational{fps, 1};
-    w.video->pix_fmt = AV_PIX_FMT_YUV420P;
-    w.video->gop_size = gop;
-    w.video->max_b_frames = 0;
-    if (!h264) {
-        w.video->flags |= AV_CODEC_FLAG_QSCALE;
-        w.video->global_quality = FF_QP2LAMBDA * 3;
+    if (video) {
+        const AVCodec *videoCodec = avcodec_find_encoder(h264 ? AV_CODEC_ID_H264 : AV_CODEC_ID_MPEG4);
+        if (!videoCodec)
+            return QStringLiteral("no video encoder");
+        w.video = avcodec_alloc_context3(videoCodec);
+        w.video->width = size.width();
+        w.video->height = size.height();
+        w.video->time_base = AVRational{1, fps};
+        w.video->framerate = AVRational{fps, 1};
+        w.video->pix_fmt = AV_PIX_FMT_YUV420P;
+        w.video->gop_size = gop;
+        w.video->max_b_frames = 0;
+        if (!h264) {
+            w.video->flags |= AV_CODEC_FLAG_QSCALE;
+            w.video->global_quality = FF_QP2LAMBDA * 3;
+        }
+        if (globalHeader)
+            w.video->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
+        if (h264) {
+            av_opt_set(w.video->priv_data, "preset", "ultrafast", 0);
+            av_opt_set_int(w.video->priv_data, "keyint_min", gop, 0);
+            av_opt_set(w.video->priv_data, "x264-params", "scenecut=0", 0);
+        }
+        ret = avcodec_open2(w.video, videoCodec, nullptr);
+        if (ret < 0)
+            return QStringLiteral("video encoder: %1").arg(avText(ret));
+        w.videoStream = avformat_new_stream(w.format, nullptr);
+        avcodec_parameters_from_context(w.videoStream->codecpar, w.video);
+        w.videoStream->time_base = w.video->time_base;
     }
-    if (globalHeader)
-        w.video->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
-    if (h264) {
-        av_opt_set(w.video->priv_data, "preset", "ultrafast", 0);
-        av_opt_set_int(w.video->priv_data, "keyint_min", gop, 0);
-        av_opt_set(w.video->priv_data, "x264-params", "scenecut=0", 0);
-    }
-    ret = avcodec_open2(w.video, videoCodec, nullptr);
-    if (ret < 0)
-        return QStringLiteral("video encoder: %1").arg(avText(ret));
-    w.videoStream = avformat_new_stream(w.format, nullptr);
-    avcodec_parameters_from_context(w.videoStream->codecpar, w.video);
-    w.videoStream->time_base = w.video->time_base;
 
     if (audio) {
         const AVCodec *audioCodec = avcodec_find_encoder(AV_CODEC_ID_AAC);
@@ -141,28 +143,30 @@ QString SampleVideo::write(const QString &path) const
 
     w.frame = av_frame_alloc();
     w.packet = av_packet_alloc();
-    const int pictures = seconds.size() * fps;
-    for (int i = 0; i < pictures; ++i) {
-        av_frame_unref(w.frame);
-        w.frame->format = AV_PIX_FMT_YUV420P;
-        w.frame->width = size.width();
-        w.frame->height = size.height();
-        av_frame_get_buffer(w.frame, 0);
-        uint8_t y, u, v;
-        toYuv(seconds[i / fps], &y, &u, &v);
-        for (int row = 0; row < size.height(); ++row)
-            memset(w.frame->data[0] + row * w.frame->linesize[0], y, size_t(size.width()));
-        for (int row = 0; row < (size.height() + 1) / 2; ++row) {
-            memset(w.frame->data[1] + row * w.frame->linesize[1], u, size_t((size.width() + 1) / 2));
-            memset(w.frame->data[2] + row * w.frame->linesize[2], v, size_t((size.width() + 1) / 2));
+    if (video) {
+        const int pictures = seconds.size() * fps;
+        for (int i = 0; i < pictures; ++i) {
+            av_frame_unref(w.frame);
+            w.frame->format = AV_PIX_FMT_YUV420P;
+            w.frame->width = size.width();
+            w.frame->height = size.height();
+            av_frame_get_buffer(w.frame, 0);
+            uint8_t y, u, v;
+            toYuv(seconds[i / fps], &y, &u, &v);
+            for (int row = 0; row < size.height(); ++row)
+                memset(w.frame->data[0] + row * w.frame->linesize[0], y, size_t(size.width()));
+            for (int row = 0; row < (size.height() + 1) / 2; ++row) {
+                memset(w.frame->data[1] + row * w.frame->linesize[1], u, size_t((size.width() + 1) / 2));
+                memset(w.frame->data[2] + row * w.frame->linesize[2], v, size_t((size.width() + 1) / 2));
+            }
+            w.frame->pts = i;
+            if ((ret = avcodec_send_frame(w.video, w.frame)) < 0 || (ret = w.drain(w.video, w.videoStream)) < 0)
+                return QStringLiteral("video: %1").arg(avText(ret));
         }
-        w.frame->pts = i;
-        if ((ret = avcodec_send_frame(w.video, w.frame)) < 0 || (ret = w.drain(w.video, w.videoStream)) < 0)
+        avcodec_send_frame(w.video, nullptr);
+        if ((ret = w.drain(w.video, w.videoStream)) < 0)
             return QStringLiteral("video: %1").arg(avText(ret));
     }
-    avcodec_send_frame(w.video, nullptr);
-    if ((ret = w.drain(w.video, w.videoStream)) < 0)
-        return QStringLiteral("video: %1").arg(avText(ret));
 
     if (audio) {
         const int total = seconds.size() * w.audio->sample_rate;

@@ -18,6 +18,7 @@ struct SampleVideo {
     QSize size{160, 120};
     bool h264 = false;       ///< H.264 instead of MPEG-4 Part 2
     bool audio = true;       ///< a mono AAC tone as long as the pictures
+    bool video = true;       ///< false: sound only (still `seconds` long), a media file without pictures
 
     /// Writes the video to `path` (container from the suffix). Returns an error text, empty on success.
     QString write(const QString &path) const;
