@@ -87,6 +87,7 @@ private Q_SLOTS:
     {
         m_shareView.reset();
         QDir(packageRoot()).removeRecursively();
+        QDir(QStandardPaths::writableLocation(QStandardPaths::AppDataLocation) + QStringLiteral("/outside")).removeRecursively();
         ExtensionSystem::instance()->removeObject(QString::fromLatin1(IClassRoomMgr::ExtensionName));
         m_env.stop();
         ImSignalObject::release();
@@ -408,9 +409,13 @@ private Q_SLOTS:
             view->exportFiles(QStringLiteral(
                 R"([{"userFileid":1002,"fileSource":0,"kadio":0,"ownerUid":10001,"userFileName":"Worksheet.pdf"},)"
                 R"({"userFileid":"7001","fileSource":0,"kadio":1,"userFileName":"Unit test - fractions"},)"
+                R"({"userFileid":1005,"kadio":0,"userFileName":"escape.txt"},)"
                 R"({"fileSource":0,"kadio":0,"userFileName":"no id"}])"));
-            const QStringList written = watch.wait(2);
-            QCOMPARE(written.size(), 2);
+            const QStringList written = watch.wait(3);
+            QCOMPARE(written.size(), 3);
+            // The server's name for 1005 is "../../escape.txt": it stays in the folder.
+            for (const QString &path : written)
+                QCOMPARE(QFileInfo(path).absolutePath(), folder);
             QVERIFY(written.contains(folder + QStringLiteral("/Worksheet(1).pdf")));
             QVERIFY(written.contains(folder + QStringLiteral("/Paper 7001.docx")));
         }

@@ -39,7 +39,8 @@ public:
     bool isLoginSucess() const { return m_loginSuccess; }
     void setLoginSuccess(bool success);
 
-    /// Loads the start address, or the login page before the user signed in.
+    /// Loads the start address, or the login page while the client's user is not signed in
+    /// (a classroom is always signed in). The flag starts as the core engine's login object says.
     void initUrl();
     /// The address initUrl() would load.
     QUrl startUrl() const;
@@ -65,7 +66,9 @@ Q_SIGNALS:
     void signalReloadPage();
 
 public Q_SLOTS:
+    /// Loads the start page when the widget is visible and shows no page yet (or a failed one).
     void reloadCloudDisk();
+    /// Runs "refresh()" in a loaded page, else reloadCloudDisk().
     void refreshWebpage();
     void downloadFile(const QString &fileId, const QString &sourceUrl, const QString &fileName,
                       const QString &iconBase64Data);
