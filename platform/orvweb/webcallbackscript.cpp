@@ -18,6 +18,15 @@ QString WebCallbackScript::escapedLine(const QString &cbKey, const QString &payl
     return QStringLiteral("window.orvClientAPI.callback('%1' , '%2') ").arg(escape(cbKey), escape(payload));
 }
 
+QString WebCallbackScript::answerLine(const QString &cbKey, const QString &payload)
+{
+    for (const QChar c : payload) {
+        if (c == QLatin1Char('\\') || c == QLatin1Char('\'') || c == QLatin1Char('\n') || c == QLatin1Char('\r'))
+            return escapedLine(cbKey, payload);
+    }
+    return line(cbKey, payload);
+}
+
 QString WebCallbackScript::commitExamEditImgsLine(const QJsonObject &images)
 {
     return QStringLiteral("window.orvClientAPI.callback('commitExamEditImgs', '%1')").arg(escape(compact(images)));
@@ -28,9 +37,22 @@ QString WebCallbackScript::escape(const QString &text)
     QString out;
     out.reserve(text.size() + 8);
     for (const QChar c : text) {
-        if (c == QLatin1Char('\\') || c == QLatin1Char('\''))
+        switch (c.unicode()) {
+        case '\\':
+        case '\'':
             out += QLatin1Char('\\');
-        out += c;
+            out += c;
+            break;
+        // A raw line break ends a script string: the whole line would not parse.
+        case '\n':
+            out += QLatin1String("\\n");
+            break;
+        case '\r':
+            out += QLatin1String("\\r");
+            break;
+        default:
+            out += c;
+        }
     }
     return out;
 }

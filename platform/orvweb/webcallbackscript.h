@@ -16,9 +16,9 @@
  *                                                               blank are part of the format
  *
  * The payload of line() is put in as it is: use it for text without quotes or backslashes (a
- * JSON text with escapes inside strings would lose them). escapedLine() doubles every backslash
- * and puts a backslash before every single quote, so the page gets the exact text back. The key
- * is always escaped that way; ordinary keys are unchanged by it.
+ * JSON text with escapes inside strings would lose them). escapedLine() doubles every backslash,
+ * puts a backslash before every single quote and writes line breaks as \n and \r, so the page
+ * gets the exact text back. The key is always escaped that way; ordinary keys are unchanged by it.
  */
 class WebCallbackScript
 {
@@ -26,6 +26,9 @@ public:
     static QString line(const QString &cbKey);
     static QString line(const QString &cbKey, const QString &payload);
     static QString escapedLine(const QString &cbKey, const QString &payload);
+    /// line(cbKey, payload) when the payload can stand in it unchanged, escapedLine() when it
+    /// holds a quote, a backslash or a line break: for text that comes from elsewhere (a page).
+    static QString answerLine(const QString &cbKey, const QString &payload);
     /// The fixed answer for edited exam images, escaped.
     static QString commitExamEditImgsLine(const QJsonObject &images);
 

@@ -82,7 +82,8 @@ void WebSubWindowBridge::prepareSubWindow(WebSubWindow *window, const QJsonObjec
 
 void WebSubWindowBridge::answerSubWindowData(const QString &cbKey, const QString &data)
 {
-    runJavaScript(WebCallbackScript::line(cbKey, data));
+    // The child page's text: a quote or line break in it would break the plain line.
+    runJavaScript(WebCallbackScript::answerLine(cbKey, data));
 }
 
 QString WebSubWindowBridge::registrationName() const

@@ -311,6 +311,11 @@ private Q_SLOTS:
         WebTest::eval(window->webView()->page(), QStringLiteral("orvSubWindow.answer('{\"picked\":[1,2]}')"));
         QVERIFY(waitFor(m_view->page(), QStringLiteral("got.length === 1")));
         QCOMPARE(eval(QStringLiteral("got[0][0] + ' ' + got[0][1]")).toString(), QStringLiteral("pick-1 {\"picked\":[1,2]}"));
+        // Text that could not stand in the plain line as it is still arrives exactly.
+        const QString tricky = QStringLiteral("{\"name\":\"it's \\\"B\\\" \\\\ x\"}\r\n");
+        WebTest::eval(window->webView()->page(), QStringLiteral("orvSubWindow.answer(%1)").arg(jsString(tricky)));
+        QVERIFY(waitFor(m_view->page(), QStringLiteral("got.length === 2")));
+        QCOMPARE(eval(QStringLiteral("got[1][1]")).toString(), tricky);
 
         eval(QStringLiteral("myCloudDiskWindow.closeSubWindow('another-key')"));
         QTest::qWait(300);

@@ -140,12 +140,14 @@ private Q_SLOTS:
         QVERIFY(view.isLoadedFinished());
         QVERIFY(waitFor(view.page(), QStringLiteral("typeof window.echoBridge === 'object' && !!window.echoBridge.echo")));
 
-        const QString tricky = QStringLiteral("it's a \"path\" C:\\dir\\n\\x27 </script> ü 漢字 \u2028 end");
-        eval(view.page(), QStringLiteral("window.echoBridge.echo(%1, 'k1')").arg(jsString(tricky)));
+        // Raw line breaks, in the text and in the key, would end the script's string literal.
+        const QString tricky = QStringLiteral("it's a \"path\" C:\\dir\\n\\x27 </script> ü 漢字 \u2028 two\nlines\r\n end");
+        const QString key = QStringLiteral("k1\n'x'");
+        eval(view.page(), QStringLiteral("window.echoBridge.echo(%1, %2)").arg(jsString(tricky), jsString(key)));
         QTRY_COMPARE(bridge.texts, QStringList{tricky});
-        QCOMPARE(bridge.keys, QStringList{QStringLiteral("k1")});
+        QCOMPARE(bridge.keys, QStringList{key});
         QVERIFY(waitFor(view.page(), QStringLiteral("got.length === 1")));
-        QCOMPARE(eval(view.page(), QStringLiteral("got[0][0]")).toString(), QStringLiteral("k1"));
+        QCOMPARE(eval(view.page(), QStringLiteral("got[0][0]")).toString(), key);
         QCOMPARE(eval(view.page(), QStringLiteral("got[0][1]")).toString(), tricky);
 
         // on/once/off dispatch by key.
