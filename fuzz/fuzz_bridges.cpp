@@ -14,6 +14,10 @@
 //             0x01 <json>   the argument is that JSON value (objects, arrays, null, "\ud800"...)
 //             0x02 <n1 n2 n3> <pattern>   a text of n1*65536 + n2*256 + n3 characters (at
 //                           most 6 Mi) repeating pattern, for the size limits
+//   one more arg after the method's own answers the dialogs: 'c' cancels every dialog and
+//             message box, 'n' types a name without its suffix in the save dialog, 'r' picks
+//             an existing file there (the user chose to replace it), 'l' presses the last
+//             button of a message box; otherwise the user accepts what is proposed.
 // Bridges are made fresh for every input and destroyed after it, so a crash reproduces from
 // its input alone.
 //
@@ -288,6 +292,31 @@ struct Entry
     QByteArray selector;
 };
 
+// --- The world the bridges live in --------------------------------------------------------
+
+struct World
+{
+    OrvWebService service;
+    OrvCloudDisk disk;
+    QTemporaryDir sandbox;
+    QTemporaryDir settingsDir;
+    QString chosen;           ///< the folder every dialog "chooses"
+    QHash<QString, QByteArray> before; ///< files present in chosen before every input
+    QSet<QString> picked;     ///< files the save dialog returned during this input
+    char dialogAnswer = 0;
+    OrvWebView *view = nullptr;
+    QWidget *classroomWindow = nullptr;
+    FakeClassRoomMgr *classroom = nullptr;
+    QWebChannel *channel = nullptr;
+    FuzzTransport *transport = nullptr;
+    std::vector<Kind> kinds;
+    std::vector<Entry> entries;
+    QHash<QByteArray, int> bySelector;
+    int messageId = 0;
+};
+
+World *g = nullptr;
+
 // The child window's port is only reachable by opening one.
 constexpr const char *PortKind = "orvSubWindow";
 
@@ -325,6 +354,18 @@ std::vector<Kind> kinds()
                  }});
     k.push_back({"groupUnknown", "groupBridge", &GroupBridge::staticMetaObject,
                  [](OrvWebView *v) { return new GroupBridge(v, nullptr); }});
+    // A classroom page names the classroom, not its course: the course is found through it.
+    k.push_back({"groupInClassroom", "groupBridge", &GroupBridge::staticMetaObject, [](OrvWebView *v) {
+                     auto *bridge = new GroupBridge(v, nullptr);
+                     bridge->reset(OrvEngine::ClusterID(987654321, OrvEngine::Class));
+                     for (const auto &cluster : OrvEngine::ContactsEngine::instance()->getClusterInfos()) {
+                         if (cluster && cluster->id().type() == OrvEngine::Class) {
+                             g->classroom->m_courseId = cluster->id().id();
+                             break;
+                         }
+                     }
+                     return bridge;
+                 }});
     k.push_back({"fileSelect", "nativeBridge", &CloudFileSelectWebBridge::staticMetaObject,
                  [](OrvWebView *v) { return new CloudFileSelectWebBridge(v, nullptr); }});
     k.push_back({"folderSelect", "cloudDisk", &CloudFolderSelectWebBridge::staticMetaObject,
@@ -412,29 +453,6 @@ QJsonValue argument(const QByteArray &chunk, int type)
     return text;
 }
 
-// --- The world the bridges live in --------------------------------------------------------
-
-struct World
-{
-    OrvWebService service;
-    OrvCloudDisk disk;
-    QTemporaryDir sandbox;
-    QTemporaryDir settingsDir;
-    QString chosen;           ///< the folder every dialog "chooses"
-    QHash<QString, QByteArray> before; ///< files present in chosen before every input
-    QSet<QString> picked;     ///< files the save dialog returned during this input
-    OrvWebView *view = nullptr;
-    QWidget *classroomWindow = nullptr;
-    FakeClassRoomMgr *classroom = nullptr;
-    QWebChannel *channel = nullptr;
-    FuzzTransport *transport = nullptr;
-    std::vector<Kind> kinds;
-    std::vector<Entry> entries;
-    QHash<QByteArray, int> bySelector;
-    int messageId = 0;
-};
-
-World *g = nullptr;
 
 bool waitUntil(const std::function<bool()> &done, int limitMs)
 {
@@ -507,14 +525,31 @@ void installWorld()
     WorldLoader::finishSync();
 
     SystemBrowser::setOpener([](const QUrl &) { return true; });
+    // The user answers inside the sandbox's chosen folder, as the input's dialog answer says.
     BridgeDialogs::setSaveFileHandler([](QWidget *, const QString &, const QString &startPath, const QString &) {
-        // The user accepts the proposed name, inside the folder of the sandbox.
-        const QString path = QDir(g->chosen).filePath(QFileInfo(startPath).fileName());
+        QString name = QFileInfo(startPath).fileName();
+        switch (g->dialogAnswer) {
+        case 'c':
+            return QString();
+        case 'n':
+            name = QFileInfo(startPath).completeBaseName();
+            break;
+        case 'r':
+            name = QStringLiteral("keep.txt");
+            break;
+        }
+        const QString path = QDir(g->chosen).filePath(name);
         g->picked.insert(QFileInfo(path).absoluteFilePath());
         return path;
     });
-    BridgeDialogs::setFolderHandler([](QWidget *, const QString &, const QString &) { return g->chosen; });
-    BridgeDialogs::setMessageHandler([](QWidget *, const QString &, const QString &, const QStringList &) { return 0; });
+    BridgeDialogs::setFolderHandler([](QWidget *, const QString &, const QString &) {
+        return g->dialogAnswer == 'c' ? QString() : g->chosen;
+    });
+    BridgeDialogs::setMessageHandler([](QWidget *, const QString &, const QString &, const QStringList &buttons) {
+        if (g->dialogAnswer == 'c')
+            return -1;
+        return g->dialogAnswer == 'l' ? qMax(0, buttons.size() - 1) : 0;
+    });
 
     ExtensionSystem *ext = ExtensionSystem::instance();
     g->classroomWindow = new QWidget;
@@ -646,6 +681,7 @@ void resetState()
     if (!ServerEnvironment::code().isEmpty())
         ServerEnvironment::setCode(QString());
     g->picked.clear();
+    g->dialogAnswer = 0;
     g->classroom->m_courseId = 0;
 }
 
@@ -686,6 +722,9 @@ void runOne(const uint8_t *data, size_t size)
     const Kind &kind = g->kinds[size_t(entry.kind)];
 
     resetState();
+    const int parameters = entry.method.isValid() ? entry.method.parameterCount() : (entry.portMethod == "answer" ? 1 : 0);
+    if (chunks.size() > parameters && !chunks.at(parameters).isEmpty())
+        g->dialogAnswer = chunks.at(parameters).at(0);
     // Published through the fuzzing channel only: the page loaded before the bridge existed,
     // and the view's channel would announce the bridge's end to a page that never knew it.
     QPointer<QObject> bridge = kind.make(g->view);
