@@ -28,15 +28,32 @@ bool isDeviceName(const QString &name)
     return device.match(dot < 0 ? name : name.left(dot).trimmed()).hasMatch();
 }
 
-// Drops whole characters (never half a surrogate pair) from the end until the UTF-8 form fits.
+// The longest start of text whose UTF-8 form fits, cut between whole characters (never half a
+// surrogate pair). One pass: names from pages and servers can be megabytes long.
 QString chopToBytes(QString text, int maxBytes)
 {
-    while (!text.isEmpty() && text.toUtf8().size() > maxBytes) {
-        int cut = 1;
-        if (text.size() >= 2 && text.at(text.size() - 1).isLowSurrogate() && text.at(text.size() - 2).isHighSurrogate())
-            cut = 2;
-        text.chop(cut);
+    int bytes = 0;
+    int end = 0;
+    while (end < text.size()) {
+        const ushort u = text.at(end).unicode();
+        int units = 1;
+        int size = 3;
+        if (u < 0x80) {
+            size = 1;
+        } else if (u < 0x800) {
+            size = 2;
+        } else if (QChar::isHighSurrogate(u) && end + 1 < text.size() && text.at(end + 1).isLowSurrogate()) {
+            units = 2;
+            size = 4;
+        } else if (QChar::isSurrogate(u)) {
+            size = 1; // a lone half is written as '?'
+        }
+        if (bytes + size > maxBytes)
+            break;
+        bytes += size;
+        end += units;
     }
+    text.truncate(end);
     return text;
 }
 

@@ -61,6 +61,17 @@ private Q_SLOTS:
         const QString oddSuffix = OrvFileNames::plainFileName(QStringLiteral("x.") + QString(5000, QLatin1Char('s')));
         QVERIFY(oddSuffix.toUtf8().size() <= OrvFileNames::MaxNameBytes);
         QVERIFY(oddSuffix.startsWith(QLatin1String("x.")));
+
+        // A page's megabyte of a name is cut to the longest start that fits (once took minutes).
+        QString mixed;
+        for (int i = 0; i < 250000; ++i)
+            mixed += i % 3 ? QStringLiteral("\u00e9") + emoji : QStringLiteral("a") + QChar(0xD800);
+        const QString cut = OrvFileNames::plainFileName(mixed + QStringLiteral(".txt"));
+        const int bytes = cut.toUtf8().size();
+        QVERIFY(bytes <= OrvFileNames::MaxNameBytes);
+        QVERIFY(bytes > OrvFileNames::MaxNameBytes - 4);
+        QVERIFY(cut.endsWith(QLatin1String(".txt")));
+        QVERIFY(!cut.chopped(4).endsWith(QChar(0xD83D)));
     }
 
     void numberedNames_data()
