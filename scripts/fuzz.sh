@@ -55,5 +55,5 @@ TIME=${1:-120}
 shift || true
 mkdir -p "$BUILD_DIR/fuzz-corpus" "$BUILD_DIR/fuzz-findings"
 run "$FUZZER" "$BUILD_DIR/fuzz-corpus" fuzz/corpus \
-    -dict=fuzz/bridges.dict -max_total_time="$TIME" -max_len=65536 -timeout=90 \
+    -dict=fuzz/bridges.dict -max_total_time="$TIME" -max_len=65536 -timeout=30 \
     -rss_limit_mb=8192 -artifact_prefix="$BUILD_DIR/fuzz-findings/" -print_final_stats=1 "$@"
