@@ -23,10 +23,11 @@
 //
 // Besides sanitizer reports, the target aborts when
 //   - the page reports a script error after the call (an answer line that does not parse, or
-//     that runs something other than the callback),
+//     that throws because it runs something other than the callback),
 //   - a file appears under the sandbox outside the folder the user "chose",
 //   - a file that was there before changes without the user having picked it in a save dialog,
-//   - work started by the call (requests, transfers) is still running after DrainLimitMs.
+//   - work started by the call (requests, transfers) is still running after DrainLimitMs;
+//     scripts/fuzz.sh also stops any input that runs 30 s (a frozen GUI thread).
 // The network stays on loopback: the web engine and QtNetwork are both fenced off.
 //
 // ORV_FUZZ_VERBOSE=1 prints the log lines, ORV_FUZZ_LIST=1 prints the selectors and exits.

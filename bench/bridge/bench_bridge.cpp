@@ -5,7 +5,10 @@
 // no dialog and no network. The bare side is a QObject whose one slot returns its argument,
 // published on a plain QWebChannel of a plain QWebEnginePage and called with qwebchannel.js's
 // own result callback. Both pages come from the local web service; the page times each call
-// with performance.now(), one call at a time, and the two sides take turns in blocks.
+// with performance.now(), one call at a time, and the sides take turns in blocks.
+// A third side shows where the difference comes from: the same bare object answering with a
+// line of script run in the page (QWebEnginePage::runJavaScript), as every bridge answers, instead
+// of with the channel's own reply.
 #include "exambasebridge.h"
 #include "orvwebservice.h"
 #include "orvwebview.h"
@@ -38,8 +41,15 @@ class Echo : public QObject
     Q_OBJECT
 public:
     using QObject::QObject;
+    QWebEnginePage *page = nullptr;
+
 public Q_SLOTS:
     QString echo(const QString &value) { return value; }
+    // Keys are plain "bench-<run>-<i>": no quoting needed.
+    void echoByScript(const QString &value)
+    {
+        page->runJavaScript(QStringLiteral("window.scriptAnswer('%1')").arg(value), QWebEngineScript::MainWorld);
+    }
 };
 
 // Runs n calls one after the other; each call(key, done) must call done() when the answer is
@@ -88,6 +98,16 @@ window.benchCall = function (key, done) {
             throw new Error('echo answered ' + value);
         done();
     });
+};
+var waiting = {};
+window.scriptAnswer = function (key) {
+    var done = waiting[key];
+    delete waiting[key];
+    done();
+};
+window.scriptCall = function (key, done) {
+    waiting[key] = done;
+    window.echoObject.echoByScript(key);
 };
 new QWebChannel(qt.webChannelTransport, function (channel) {
     window.echoObject = channel.objects.echo;
@@ -146,9 +166,9 @@ bool load(QWebEngineView *view, const QUrl &url)
 }
 
 // One block of n calls on page; empty when the page did not finish.
-std::vector<double> runBlock(QWebEnginePage *page, int n, int run)
+std::vector<double> runBlock(QWebEnginePage *page, int n, int run, const char *call = "benchCall")
 {
-    page->runJavaScript(QStringLiteral("benchRun(%1, %2, benchCall)").arg(n).arg(run));
+    page->runJavaScript(QStringLiteral("benchRun(%1, %2, %3)").arg(n).arg(run).arg(QLatin1String(call)));
     if (!waitForTitle(page, QStringLiteral("done %1").arg(run), 120000))
         return {};
     std::vector<double> times;
@@ -232,6 +252,7 @@ int main(int argc, char **argv)
         echoPageObject->scripts().insert(script);
     }
     echoView.setPage(echoPageObject);
+    echo.page = echoPageObject;
     echoView.setGeometry(640, 20, 600, 400);
     echoView.show();
 
@@ -249,25 +270,31 @@ int main(int argc, char **argv)
 
     std::vector<double> bridgeTimes;
     std::vector<double> echoTimes;
+    std::vector<double> scriptTimes;
     int run = 0;
-    // Warm-up, then blocks in turn so both sides meet the same load on the machine.
+    // Warm-up, then blocks in turn so all sides meet the same load on the machine.
     for (int measured = -Warmup; measured < calls; measured += Block) {
         const std::vector<double> b = runBlock(bridgeView.page(), Block, ++run);
         const std::vector<double> e = runBlock(echoView.page(), Block, ++run);
-        if (b.size() != size_t(Block) || e.size() != size_t(Block)) {
-            std::fprintf(stderr, "a block did not finish (bridge %zu, echo %zu calls)\n", b.size(), e.size());
+        const std::vector<double> s = runBlock(echoView.page(), Block, ++run, "scriptCall");
+        if (b.size() != size_t(Block) || e.size() != size_t(Block) || s.size() != size_t(Block)) {
+            std::fprintf(stderr, "a block did not finish (bridge %zu, echo %zu, script %zu calls)\n", b.size(),
+                         e.size(), s.size());
             return 1;
         }
         if (measured < 0)
             continue;
         bridgeTimes.insert(bridgeTimes.end(), b.begin(), b.end());
         echoTimes.insert(echoTimes.end(), e.begin(), e.end());
+        scriptTimes.insert(scriptTimes.end(), s.begin(), s.end());
     }
 
     const double bridgeMedian = percentile(bridgeTimes, 0.5);
     const double echoMedian = percentile(echoTimes, 0.5);
     const double bridgeP99 = percentile(bridgeTimes, 0.99);
     const double echoP99 = percentile(echoTimes, 0.99);
+    const double scriptMedian = percentile(scriptTimes, 0.5);
+    const double scriptP99 = percentile(scriptTimes, 0.99);
     const double ratio = echoMedian > 0 ? bridgeMedian / echoMedian : 0;
     const QJsonObject metrics{
         {QStringLiteral("bridge_rtt_median_ms"), bridgeMedian},
@@ -277,6 +304,8 @@ int main(int argc, char **argv)
         {QStringLiteral("bridge_rtt_p90_ms"), percentile(bridgeTimes, 0.9)},
         {QStringLiteral("bare_echo_rtt_p90_ms"), percentile(echoTimes, 0.9)},
         {QStringLiteral("bridge_over_bare_median_ratio"), ratio},
+        {QStringLiteral("bare_script_rtt_median_ms"), scriptMedian},
+        {QStringLiteral("bare_script_rtt_p99_ms"), scriptP99},
     };
 
     std::printf("page -> slot -> answer -> page, %d calls per side after %d warm-up calls\n", calls, Warmup);
@@ -288,6 +317,8 @@ int main(int argc, char **argv)
     std::printf("%-30s %10.3f\n", "bridge_rtt_p99_ms", bridgeP99);
     std::printf("%-30s %10.3f\n", "bare_echo_rtt_p99_ms", echoP99);
     std::printf("%-30s %10.3f\n", "bridge_over_bare_median_ratio", ratio);
+    std::printf("%-30s %10.3f  %-32s\n", "bare_script_rtt_median_ms", scriptMedian, "bare object answering by script");
+    std::printf("%-30s %10.3f\n", "bare_script_rtt_p99_ms", scriptP99);
 
     if (parser.isSet(jsonOption)) {
         const QJsonObject out{{QStringLiteral("metrics"), metrics}, {QStringLiteral("calls"), calls}};
