@@ -35,7 +35,7 @@ export LC_ALL=C.UTF-8
 # Leaks are ours to find; what the web engine and the desktop libraries keep until exit is not.
 export ASAN_OPTIONS=${ASAN_OPTIONS:-"detect_leaks=1:allocator_may_return_null=1:handle_abort=1"}
 export LSAN_OPTIONS=${LSAN_OPTIONS:-"suppressions=$PWD/fuzz/lsan.supp:print_suppressions=0"}
-export UBSAN_OPTIONS=${UBSAN_OPTIONS:-"print_stacktrace=1:halt_on_error=1:suppressions=$PWD/fuzz/ubsan.supp"}
+export UBSAN_OPTIONS=${UBSAN_OPTIONS:-"print_stacktrace=1:halt_on_error=1"}
 
 run() {
     if [ -n "${DISPLAY:-}" ]; then
