@@ -73,8 +73,12 @@
             key = String(key);
             if (!fn)
                 delete handlers[key];
-            else if (handlers[key])
+            else if (handlers[key]) {
                 handlers[key] = handlers[key].filter(function (h) { return h !== fn; });
+                // One-off keys are the common case: do not keep an empty list per answer.
+                if (handlers[key].length === 0)
+                    delete handlers[key];
+            }
             return api;
         },
         callback: function (key, data) {
