@@ -72,8 +72,10 @@ public:
         m_view->setLoginSuccess(true);
 
         auto *layout = new QHBoxLayout(this);
-        layout->addWidget(m_view, 3);
-        layout->addWidget(buildSidePanel(), 2);
+        layout->addWidget(m_view, 1);
+        QWidget *side = buildSidePanel();
+        side->setFixedWidth(340); // the page wants the room
+        layout->addWidget(side);
         m_view->initUrl();
         followTheLibrary();
     }
