@@ -37,30 +37,9 @@
 
 namespace {
 
-const QString kDefaultSubWidgetSize = QStringLiteral("740*600");
 const QStringList kImageSuffixes{QStringLiteral("jpg"), QStringLiteral("jpeg"), QStringLiteral("png"),
                                  QStringLiteral("bmp"), QStringLiteral("gif"), QStringLiteral("svg"),
                                  QStringLiteral("webp")};
-
-QSize subWidgetSize(const QString &text)
-{
-    const QStringList parts = (text.isEmpty() ? kDefaultSubWidgetSize : text).split(QLatin1Char('*'));
-    bool okW = false;
-    bool okH = false;
-    const int w = parts.size() == 2 ? parts.at(0).toInt(&okW) : 0;
-    const int h = parts.size() == 2 ? parts.at(1).toInt(&okH) : 0;
-    if (okW && okH && w > 0 && h > 0 && w <= 10000 && h <= 10000)
-        return QSize(w, h);
-    return QSize(740, 600);
-}
-
-IClassRoomMgr *classroomMgr()
-{
-    auto *mgr = ExtensionSystem::instance()->getObject<IClassRoomMgr>(QString::fromLatin1(IClassRoomMgr::ExtensionName));
-    if (!mgr)
-        qCWarning(lcBridge) << "pClassRoomMgr is null, maybe classroom plugin is not loaded";
-    return mgr;
-}
 
 } // namespace
 
@@ -85,7 +64,7 @@ CloudDiskWebView::CloudDiskWebView(WebSubWindowBridge::FromType fromType, QWidge
     createBridges();
     connectEngines();
     if (clouddiskInClassroom()) {
-        if (IClassRoomMgr *mgr = classroomMgr()) {
+        if (IClassRoomMgr *mgr = IClassRoomMgr::current()) {
             m_view->setCourseId(QString::number(mgr->courseId()));
             m_view->setSchoolId(QString::number(mgr->schoolId()));
         }
@@ -176,8 +155,7 @@ void CloudDiskWebView::createToolBar()
         m_closeButton->setFixedSize(24, 24);
         m_closeButton->setCursor(Qt::PointingHandCursor);
         connect(m_closeButton, &QPushButton::clicked, this, [this] {
-            IClassRoomMgr *mgr = ExtensionSystem::instance()->getObject<IClassRoomMgr>(
-                QString::fromLatin1(IClassRoomMgr::ExtensionName));
+            IClassRoomMgr *mgr = IClassRoomMgr::current();
             if (mgr && mgr->isExtendScreen())
                 Q_EMIT hideExtendCloudDisk();
             else
@@ -231,8 +209,7 @@ QUrl CloudDiskWebView::startUrl() const
 {
     QString path = QStringLiteral("/client/cloud/cs/im");
     if (clouddiskInClassroom()) {
-        IClassRoomMgr *mgr = ExtensionSystem::instance()->getObject<IClassRoomMgr>(
-            QString::fromLatin1(IClassRoomMgr::ExtensionName));
+        IClassRoomMgr *mgr = IClassRoomMgr::current();
         if (mgr && mgr->isExtendScreen())
             path = QStringLiteral("/client/cloud/cs/room/home/?extendscreen=true");
         else if (CloudDiskBridge::teacherDefaultTab() == QLatin1String("AuthorizedResources"))
@@ -369,7 +346,7 @@ void CloudDiskWebView::dataDownload(const QString &urlPath)
 
 void CloudDiskWebView::openHomeworkSubWidget(const QString &url, const QString &size)
 {
-    Q_EMIT ImSignalObject::instance()->openHomeworkSubWidget(this, url, subWidgetSize(size));
+    Q_EMIT ImSignalObject::instance()->openHomeworkSubWidget(this, url, BridgeInput::windowSize(size));
 }
 
 void CloudDiskWebView::setHomeworkReloadMainWidgetCbKey(const QString &cbkey)
@@ -379,7 +356,7 @@ void CloudDiskWebView::setHomeworkReloadMainWidgetCbKey(const QString &cbkey)
 
 void CloudDiskWebView::openExamSubWidget(const QString &url, const QString &size)
 {
-    Q_EMIT ImSignalObject::instance()->openExamSubWidget(this, url, subWidgetSize(size));
+    Q_EMIT ImSignalObject::instance()->openExamSubWidget(this, url, BridgeInput::windowSize(size));
 }
 
 void CloudDiskWebView::setExamReloadMainWidgetCbKey(const QString &cbkey)

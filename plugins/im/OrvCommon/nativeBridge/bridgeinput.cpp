@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "bridgeinput.h"
+#include "nativebridge_logging.h"
 
 #include <QJsonDocument>
 
@@ -129,4 +130,20 @@ bool BridgeInput::boolean(const QJsonObject &object, const QString &key, bool fa
 QString BridgeInput::excerpt(const QString &text)
 {
     return text.size() <= kExcerptLength ? text : text.left(kExcerptLength) + QStringLiteral("...");
+}
+
+QSize BridgeInput::windowSize(const QString &text)
+{
+    const QSize fallback(740, 600);
+    if (text.isEmpty())
+        return fallback;
+    const QStringList parts = text.split(QLatin1Char('*'));
+    bool okW = false;
+    bool okH = false;
+    const int w = parts.size() == 2 ? parts.at(0).trimmed().toInt(&okW) : 0;
+    const int h = parts.size() == 2 ? parts.at(1).trimmed().toInt(&okH) : 0;
+    if (okW && okH && w > 0 && h > 0 && w <= 10000 && h <= 10000)
+        return QSize(w, h);
+    qCInfo(lcBridge) << "window size" << excerpt(text) << "not understood; using 740*600";
+    return fallback;
 }

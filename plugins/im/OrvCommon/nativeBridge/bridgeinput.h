@@ -3,6 +3,7 @@
 
 #include <QJsonArray>
 #include <QJsonObject>
+#include <QSize>
 #include <QString>
 
 /**
@@ -32,6 +33,9 @@ public:
     /// A text, or a number written as text; empty otherwise.
     static QString text(const QJsonObject &object, const QString &key);
     static bool boolean(const QJsonObject &object, const QString &key, bool fallback = false);
+
+    /// A window size "W*H" as pages send it; 740 by 600 when it is missing or not understood.
+    static QSize windowSize(const QString &text);
 
     /// The start of text, for log lines.
     static QString excerpt(const QString &text);

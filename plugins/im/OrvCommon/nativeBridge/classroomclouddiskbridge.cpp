@@ -18,18 +18,6 @@
 #include <QNetworkRequest>
 #include <QUrlQuery>
 
-namespace {
-
-IClassRoomMgr *classroomMgr()
-{
-    auto *mgr = ExtensionSystem::instance()->getObject<IClassRoomMgr>(QString::fromLatin1(IClassRoomMgr::ExtensionName));
-    if (!mgr)
-        qCWarning(lcBridge) << "pClassRoomMgr is null, maybe classroom plugin is not loaded";
-    return mgr;
-}
-
-} // namespace
-
 ClassroomCloudDiskBridge::ClassroomCloudDiskBridge(OrvWebView *view, WebSubWindowBridge::FromType fromType, QObject *parent)
     : CloudDiskBridge(view, fromType, parent)
 {
@@ -134,7 +122,7 @@ void ClassroomCloudDiskBridge::showError(const QString &textId)
 
 QString ClassroomCloudDiskBridge::lessonInfo()
 {
-    IClassRoomMgr *mgr = classroomMgr();
+    IClassRoomMgr *mgr = IClassRoomMgr::current();
     if (!mgr)
         return QStringLiteral("{}");
     const QString identity = mgr->isStudent() ? QStringLiteral("2") : (mgr->isInClass() ? QStringLiteral("1") : QStringLiteral("0"));

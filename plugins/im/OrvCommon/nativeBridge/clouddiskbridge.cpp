@@ -34,25 +34,11 @@
 
 namespace {
 
-const QString kDefaultWindowSize = QStringLiteral("740*600");
 const QString kSourcePath = QStringLiteral("cloudspace/api/user/file/source");
 const QString kSharedSourcePath = QStringLiteral("cloudspace/api/user/share/file/source");
 const QString kBatchPath = QStringLiteral("cloudspace/api/user/batch/download");
 const QString kOrganizationDownloadPath = QStringLiteral("cloudspace/api/organization/download");
 
-QSize parseWindowSize(const QString &text, const QString &fallback)
-{
-    const QStringList parts = (text.isEmpty() ? fallback : text).split(QLatin1Char('*'));
-    bool okW = false;
-    bool okH = false;
-    const int w = parts.size() == 2 ? parts.at(0).trimmed().toInt(&okW) : 0;
-    const int h = parts.size() == 2 ? parts.at(1).trimmed().toInt(&okH) : 0;
-    if (okW && okH && w > 0 && h > 0 && w <= 10000 && h <= 10000)
-        return QSize(w, h);
-    if (text != fallback && !text.isEmpty())
-        qCInfo(lcBridge) << "window size" << BridgeInput::excerpt(text) << "not understood; using" << fallback;
-    return parseWindowSize(fallback, fallback);
-}
 
 // "1,2,3": ids only, so nothing else rides along to the web service.
 bool isIdList(const QString &text)
@@ -188,7 +174,7 @@ void CloudDiskBridge::openFiles(const QString &fileInfos, int currentIndex)
         return;
     }
     const QString url = page.toString();
-    const QSize size = parseWindowSize(BridgeInput::text(entry, QStringLiteral("size")), kDefaultWindowSize);
+    const QSize size = BridgeInput::windowSize(BridgeInput::text(entry, QStringLiteral("size")));
     if (fileType == 2) {
         Q_EMIT ImSignalObject::instance()->openHomeworkSubWidget(webView(), url, size);
         return;
@@ -598,8 +584,7 @@ void CloudDiskBridge::openSubWindow(const QString &requestData, const QString &c
     }
     QWidget *parent = nullptr;
     if (clouddiskInClassroom()) {
-        if (auto *classroom = ExtensionSystem::instance()->getObject<IClassRoomMgr>(
-                QString::fromLatin1(IClassRoomMgr::ExtensionName)))
+        if (auto *classroom = IClassRoomMgr::current())
             parent = classroom->classroomWindow();
         else
             qCWarning(lcBridge) << "pClassRoomMgr is null, maybe classroom plugin is not loaded";
@@ -716,7 +701,7 @@ void CloudDiskBridge::openSyncSubWindow(const QString &requestData, const QStrin
     IPptMgr *mgr = pptMgr();
     if (!mgr)
         return;
-    mgr->openSyncSubWindow(url, parseWindowSize(BridgeInput::text(request, QStringLiteral("size")), kDefaultWindowSize),
+    mgr->openSyncSubWindow(url, BridgeInput::windowSize(BridgeInput::text(request, QStringLiteral("size"))),
                            cbKey);
 }
 
@@ -799,8 +784,7 @@ void CloudDiskBridge::requestSchoolStorageInfo()
     if (school == 0 && webView())
         school = courses->getSchoolIdOfCourse(webView()->courseId().toULongLong());
     if (school == 0 && clouddiskInClassroom()) {
-        if (auto *classroom = ExtensionSystem::instance()->getObject<IClassRoomMgr>(
-                QString::fromLatin1(IClassRoomMgr::ExtensionName)))
+        if (auto *classroom = IClassRoomMgr::current())
             school = classroom->schoolId();
         else
             qCWarning(lcBridge) << "pClassRoomMgr is null, maybe classroom plugin is not loaded";

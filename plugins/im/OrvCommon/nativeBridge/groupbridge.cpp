@@ -32,8 +32,7 @@ QPair<QJsonObject, bool> GroupBridge::getClusterInfoObj(const OrvEngine::Cluster
     OrvEngine::ClusterInfoPtr info = contacts->getClusterInfo(id);
     if (!info) {
         // A classroom page may name the classroom rather than its course.
-        auto *classroom = ExtensionSystem::instance()->getObject<IClassRoomMgr>(
-            QString::fromLatin1(IClassRoomMgr::ExtensionName));
+        auto *classroom = IClassRoomMgr::current();
         if (classroom && classroom->courseId() != 0)
             info = contacts->getClusterInfo(OrvEngine::ClusterID(classroom->courseId(), OrvEngine::Class));
     }

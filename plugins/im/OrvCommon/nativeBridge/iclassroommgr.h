@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #pragma once
 
+#include "extensionsystem.h"
+#include "nativebridge_logging.h"
+
 #include <QObject>
 #include <QSize>
 
@@ -14,6 +17,15 @@ public:
     static constexpr const char *ExtensionName = "IClassRoomMgr";
 
     using QObject::QObject;
+
+    /// The running classroom, null when there is none (or its plug-in is not loaded).
+    static IClassRoomMgr *current()
+    {
+        auto *mgr = ExtensionSystem::instance()->getObject<IClassRoomMgr>(QString::fromLatin1(ExtensionName));
+        if (!mgr)
+            qCInfo(lcBridge) << "pClassRoomMgr is null, maybe classroom plugin is not loaded";
+        return mgr;
+    }
 
     /// Parent for windows that belong to the classroom.
     virtual QWidget *classroomWindow() const = 0;
