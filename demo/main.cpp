@@ -11,6 +11,7 @@
 #include <QCommandLineParser>
 #include <QDir>
 #include <QTimer>
+#include <algorithm>
 #include <cstdio>
 
 int main(int argc, char **argv)
@@ -35,7 +36,9 @@ int main(int argc, char **argv)
     parser.process(app);
 
     if (parser.isSet(listOption)) {
-        for (const DemoPageInfo &p : DemoPages::all())
+        auto pages = DemoPages::all();
+        std::sort(pages.begin(), pages.end(), [](const DemoPageInfo &a, const DemoPageInfo &b) { return a.order < b.order; });
+        for (const DemoPageInfo &p : pages)
             std::printf("%s\t%s\n", qPrintable(p.id), qPrintable(p.title));
         return 0;
     }
