@@ -16,6 +16,9 @@
 
 int main(int argc, char **argv)
 {
+    // Listing pages needs no display.
+    if (std::any_of(argv + 1, argv + argc, [](const char *a) { return qstrcmp(a, "--list-pages") == 0; }))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
     QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts); // web pages in the gallery
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("orv-demo"));
