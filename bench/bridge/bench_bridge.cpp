@@ -19,6 +19,8 @@
 #include <QEventLoop>
 #include <QFile>
 #include <QJsonArray>
+#include "benchresults.h"
+
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QLoggingCategory>
@@ -322,12 +324,8 @@ int main(int argc, char **argv)
 
     if (parser.isSet(jsonOption)) {
         const QJsonObject out{{QStringLiteral("metrics"), metrics}, {QStringLiteral("calls"), calls}};
-        QFile f(parser.value(jsonOption));
-        if (!f.open(QIODevice::WriteOnly)) {
-            std::fprintf(stderr, "cannot write %s\n", qPrintable(f.fileName()));
+        if (!Bench::writeJson(parser.value(jsonOption), out))
             return 1;
-        }
-        f.write(QJsonDocument(out).toJson());
     }
     return 0;
 }

@@ -14,6 +14,8 @@
 #include <QCommandLineParser>
 #include <QElapsedTimer>
 #include <QFile>
+#include "benchresults.h"
+
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QLoggingCategory>
@@ -269,12 +271,8 @@ int main(int argc, char **argv)
         QJsonObject out{{QStringLiteral("metrics"), metrics},
                         {QStringLiteral("nodes"), double(nodes)},
                         {QStringLiteral("runs"), runs}};
-        QFile f(parser.value(jsonOption));
-        if (!f.open(QIODevice::WriteOnly)) {
-            std::fprintf(stderr, "cannot write %s\n", qPrintable(f.fileName()));
+        if (!Bench::writeJson(parser.value(jsonOption), out))
             return 1;
-        }
-        f.write(QJsonDocument(out).toJson());
     }
     return 0;
 }
