@@ -147,3 +147,15 @@ QSize BridgeInput::windowSize(const QString &text)
     qCInfo(lcBridge) << "window size" << excerpt(text) << "not understood; using 740*600";
     return fallback;
 }
+
+bool BridgeInput::entryAt(const QString &fileInfos, int index, QJsonArray *files, QJsonObject *entry)
+{
+    if (!parseArray(fileInfos, files)) {
+        qCWarning(lcBridge) << "parse json error!";
+        return false;
+    }
+    if (index < 0 || index >= files->size())
+        return false;
+    *entry = files->at(index).toObject();
+    return true;
+}

@@ -34,6 +34,10 @@ public:
     static QString text(const QJsonObject &object, const QString &key);
     static bool boolean(const QJsonObject &object, const QString &key, bool fallback = false);
 
+    /// The entry at index of a page's JSON array of files. False (logging "parse json error!" for
+    /// a text that is no array) when there is no such entry; files gets the whole array.
+    static bool entryAt(const QString &fileInfos, int index, QJsonArray *files, QJsonObject *entry);
+
     /// A window size "W*H" as pages send it; 740 by 600 when it is missing or not understood.
     static QSize windowSize(const QString &text);
 

@@ -27,13 +27,9 @@ void ClassroomCloudDiskBridge::showImages(const QString &fileInfos, int currentI
 {
     qCInfo(lcBridge) << "ClassroomCloudDiskBridge::showImages";
     QJsonArray files;
-    if (!BridgeInput::parseArray(fileInfos, &files)) {
-        qCWarning(lcBridge) << "parse json error!";
+    QJsonObject entry;
+    if (!BridgeInput::entryAt(fileInfos, currentIndex, &files, &entry))
         return;
-    }
-    if (currentIndex < 0 || currentIndex >= files.size())
-        return;
-    const QJsonObject entry = files.at(currentIndex).toObject();
     const quint64 id = BridgeInput::id(entry, QStringLiteral("userFileId"));
     if (id == 0) {
         qCWarning(lcBridge) << "showImages: entry without userFileId";

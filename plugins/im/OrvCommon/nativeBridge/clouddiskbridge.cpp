@@ -137,13 +137,9 @@ void CloudDiskBridge::openFiles(const QString &fileInfos, int currentIndex)
 {
     qCInfo(lcBridge) << "CloudDiskBridge::openFiles";
     QJsonArray files;
-    if (!BridgeInput::parseArray(fileInfos, &files)) {
-        qCWarning(lcBridge) << "parse json error!";
+    QJsonObject entry;
+    if (!BridgeInput::entryAt(fileInfos, currentIndex, &files, &entry))
         return;
-    }
-    if (currentIndex < 0 || currentIndex >= files.size())
-        return;
-    const QJsonObject entry = files.at(currentIndex).toObject();
     if (entry.isEmpty()) {
         qCWarning(lcBridge) << "openFiles: entry" << currentIndex << "is not a file";
         return;
