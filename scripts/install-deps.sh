@@ -8,6 +8,7 @@ PACKAGES=(
     qtwebengine5-dev libqt5webchannel5-dev
     libavformat-dev libavcodec-dev libavutil-dev libswscale-dev libswresample-dev
     libqrencode-dev libzxing-dev libcpp-httplib-dev
+    qt5-image-formats-plugins kimageformat-plugins zlib1g-dev dbus-daemon
     xvfb xauth fonts-noto-cjk fonts-dejavu-core
 )
 
