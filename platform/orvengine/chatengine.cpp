@@ -1,4 +1,5 @@
 #include "chatengine.h"
+#include "chatfiletransfer.h"
 
 namespace OrvEngine {
 
@@ -109,6 +110,32 @@ void ChatEngine::updateTransferStatus(const ChatMsgPtr &msg, int status)
 void ChatEngine::updateTransferProcess(const ChatMsgPtr &msg, const QString &, const QString &, qint64 done, qint64 total)
 {
     Q_EMIT transferProgress(msg, done, total);
+}
+
+ChatFileTransfer *ChatEngine::fileTransfer()
+{
+    if (!m_fileTransfer) {
+        m_fileTransfer = new ChatFileTransfer(this);
+        connect(m_fileTransfer, &ChatFileTransfer::progress, this,
+                [this](const ChatMsgPtr &msg, qint64 speed, qint64 remaining, qint64 done, qint64 total) {
+                    Q_EMIT transferProcess(msg, speed, remaining, done, total);
+                    Q_EMIT transferProgress(msg, done, total);
+                });
+        // A received file says nothing about how the message was sent: its status stays.
+        connect(m_fileTransfer, &ChatFileTransfer::finished, this,
+                [this](const ChatMsgPtr &msg, int errorNo) { Q_EMIT transferStatusChanged(msg, errorNo); });
+    }
+    return m_fileTransfer;
+}
+
+void ChatEngine::downloadChatFile(const ChatMsgPtr &msg)
+{
+    fileTransfer()->download(msg);
+}
+
+QString ChatEngine::chatFilePath(const ChatMsgPtr &msg)
+{
+    return msg ? fileTransfer()->localPath(*msg) : QString();
 }
 
 } // namespace OrvEngine

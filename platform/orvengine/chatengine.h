@@ -9,6 +9,8 @@
 
 namespace OrvEngine {
 
+class ChatFileTransfer;
+
 /// Reference chat engine: the recent sessions, and the message notifications of the share tool.
 class ChatEngine : public QObject
 {
@@ -33,6 +35,13 @@ public:
     void updateTransferStatus(const ChatMsgPtr &msg, int status);
     void updateTransferProcess(const ChatMsgPtr &msg, const QString &fileKey, const QString &path, qint64 done, qint64 total);
 
+    // Files of messages: downloads report through transferProcess() and transferStatusChanged()
+    // (0 complete, else a ChatFileTransfer::Error).
+    ChatFileTransfer *fileTransfer();
+    void downloadChatFile(const ChatMsgPtr &msg);
+    /// Where the message's file is kept once downloaded; empty when it names none.
+    QString chatFilePath(const ChatMsgPtr &msg);
+
 Q_SIGNALS:
     void updateSessions(const OrvEngine::Sessions &sessions);
     void deleteSessions(const OrvEngine::Sessions &sessions);
@@ -41,6 +50,8 @@ Q_SIGNALS:
     void chatMsgUndone(const OrvEngine::ChatMsgPtr &msg);
     void transferStatusChanged(const OrvEngine::ChatMsgPtr &msg, int status);
     void transferProgress(const OrvEngine::ChatMsgPtr &msg, qint64 done, qint64 total);
+    void transferProcess(const OrvEngine::ChatMsgPtr &msg, qint64 speed, qint64 remainingTime, qint64 transferSize,
+                         qint64 totalSize);
 
 protected:
     ChatEngine();
@@ -48,6 +59,7 @@ protected:
 private:
     int indexOf(const ClusterID &id) const;
     Sessions m_sessions;
+    ChatFileTransfer *m_fileTransfer = nullptr;
     static ChatEngine *s_instance;
 };
 

@@ -81,6 +81,15 @@ void writeResponse(const OrvWebService::Response &in, httplib::Response &out)
     out.status = in.status;
     for (const auto &header : in.headers)
         out.set_header(header.first.toStdString(), header.second.toStdString());
+    if (in.stream && in.streamLength >= 0) {
+        auto stream = in.stream;
+        out.set_content_provider(size_t(in.streamLength), in.contentType.toStdString(),
+                                 [stream](size_t offset, size_t, httplib::DataSink &sink) {
+                                     const QByteArray piece = stream(qint64(offset));
+                                     return !piece.isEmpty() && sink.write(piece.constData(), size_t(piece.size()));
+                                 });
+        return;
+    }
     out.set_content(in.body.constData(), size_t(in.body.size()), in.contentType.toStdString());
 }
 
@@ -446,4 +455,9 @@ void OrvWebService::setIgnoreReminder(const QString &macAddress, bool ignore)
         d->ignoredMacs.insert(normalizedMac(macAddress));
     else
         d->ignoredMacs.remove(normalizedMac(macAddress));
+}
+
+bool OrvWebService::waitUnlessStopping(int ms)
+{
+    return d->sleepFor(ms);
 }

@@ -65,6 +65,11 @@ public:
         QByteArray body;
         /// Extra headers, such as "Location" for a redirect.
         QList<QPair<QByteArray, QByteArray>> headers;
+        /// A body sent in pieces instead of body: streamLength bytes in all, each call giving the
+        /// piece that starts at offset. An empty piece cuts the answer short (the client sees the
+        /// connection close). Called on the server's thread.
+        std::function<QByteArray(qint64 offset)> stream;
+        qint64 streamLength = -1;
     };
 
     using Handler = std::function<Response(const Request &)>;
@@ -117,6 +122,9 @@ public:
     void clearFaults();
 
     void setIgnoreReminder(const QString &macAddress, bool ignore);
+
+    /// For handlers that pace their answers: waits ms, false at once when the service is stopping.
+    bool waitUnlessStopping(int ms);
 
 private:
     std::unique_ptr<OrvWebServicePrivate> const d;
