@@ -95,6 +95,9 @@ private:
     quint32 m_time = 0;
 };
 
+using ChatInClassMessagePtr = std::shared_ptr<ChatInClassMessage>;
+
 } // namespace OrvEngine
 
 Q_DECLARE_METATYPE(OrvEngine::ChatMsgPtr)
+Q_DECLARE_METATYPE(OrvEngine::ChatInClassMessagePtr)

@@ -111,6 +111,26 @@ OrvHttpReply *OrvHttpManager::postJson(const QString &path, const QJsonObject &b
                             this);
 }
 
+OrvHttpReply *OrvHttpManager::requestSourceFilePath(quint64 userFileId, quint64 ownerUid)
+{
+    QUrlQuery query;
+    query.addQueryItem(QStringLiteral("userFileId"), QString::number(userFileId));
+    if (ownerUid != 0)
+        query.addQueryItem(QStringLiteral("ownerUid"), QString::number(ownerUid));
+    return get(QStringLiteral("/cloudspace/api/user/file/source"), query);
+}
+
+OrvHttpReply *OrvHttpManager::requestDownloadSharedFileUrl(quint64 userFileId, quint64 shareUid, int referenceType,
+                                                           quint64 referenceId)
+{
+    QUrlQuery query;
+    query.addQueryItem(QStringLiteral("userFileId"), QString::number(userFileId));
+    query.addQueryItem(QStringLiteral("shareUid"), QString::number(shareUid));
+    query.addQueryItem(QStringLiteral("referenceType"), QString::number(referenceType));
+    query.addQueryItem(QStringLiteral("referenceId"), QString::number(referenceId));
+    return get(QStringLiteral("/cloudspace/api/user/share/file/source"), query);
+}
+
 QString OrvHttpManager::webProxyErrorToStringId(int networkError, int errorNo)
 {
     if (networkError == QNetworkReply::NoError)

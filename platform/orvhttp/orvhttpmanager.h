@@ -53,6 +53,13 @@ public:
     OrvHttpReply *postForm(const QString &path, const QUrlQuery &form);
     OrvHttpReply *postJson(const QString &path, const QJsonObject &body);
 
+    /// Where a cloud file can be fetched: data {"filePath" (relative to the download server),
+    /// "fileName", "fileSize"}. ownerUid 0 means the signed-in user.
+    OrvHttpReply *requestSourceFilePath(quint64 userFileId, quint64 ownerUid = 0);
+    /// The same for a file another user shared.
+    OrvHttpReply *requestDownloadSharedFileUrl(quint64 userFileId, quint64 shareUid, int referenceType = 0,
+                                               quint64 referenceId = 0);
+
     /// Shared with downloads done elsewhere.
     QNetworkAccessManager *networkAccessManager() const { return m_nam; }
 

@@ -83,3 +83,26 @@ void ShareToChatTool::shareText(const QString &text)
     }
     record(QStringLiteral("shareText"), text);
 }
+
+void ShareToChatTool::shareAttachChatMsg(OrvEngine::ChatMsgType type, const QString &content, const QString &extra,
+                                         quint64 localId)
+{
+    if (content.isEmpty()) {
+        qCWarning(lcOrvCommon) << "shareAttachChatMsg without content";
+        return;
+    }
+    record(QStringLiteral("shareAttachChatMsg"),
+           QJsonObject{{QStringLiteral("type"), int(type)},
+                       {QStringLiteral("content"), content},
+                       {QStringLiteral("extra"), extra},
+                       {QStringLiteral("localId"), QString::number(localId)}});
+}
+
+void ShareToChatTool::shareImageFile(const QString &path)
+{
+    if (path.isEmpty()) {
+        qCWarning(lcOrvCommon) << "shareImageFile without a path";
+        return;
+    }
+    record(QStringLiteral("shareImageFile"), path);
+}

@@ -7,6 +7,8 @@
 #include <QObject>
 #include <QVector>
 
+#include "chatmsg.h"
+
 /**
  * The share-to-chat tool: every way of sharing content into chats goes through one of its
  * operations. Each operation records what was shared (its kind, the content and the time) and
@@ -46,6 +48,11 @@ public:
     void shareCloudHomework(const QJsonObject &homework);
     void shareQuestionsExamPaper(const QJsonObject &questions);
     void shareText(const QString &text);
+    /// A chat message to pass on as it is (a picture, a file), read from its type, content and extra.
+    void shareAttachChatMsg(OrvEngine::ChatMsgType type, const QString &content, const QString &extra,
+                            quint64 localId = 0);
+    /// A picture file on this computer.
+    void shareImageFile(const QString &path);
 
     QVector<Share> shares() const { return m_shares; }
     /// Empty Share (no kind) when nothing was shared.
