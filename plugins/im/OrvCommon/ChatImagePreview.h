@@ -84,7 +84,6 @@ private:
     void updateDescription();
     bool isShown(const OrvEngine::ChatMsgPtr &msg) const;
     QPixmap pixmapAt(int index) const;
-    void setLiveRotation(double angle);
 
     QList<OrvEngine::ChatMsgPtr> m_messages;
     QList<QPair<QString, QString>> m_paths;

@@ -820,7 +820,7 @@ void ImagePreview::downloadBtnSlot()
         return;
     }
     // Only pixels: they become a file in the save folder.
-    const QString path = OrvFileNames::uniqueFilePath(OrvUtils::defaultSaveFilePath(), shownName());
+    const QString path = OrvFileNames::uniqueFilePath(OrvUtils::defaultSaveFilePath(), OrvFileNames::plainFileName(shownName()));
     if (path.isEmpty()) {
         showTip(OrvLang::text("ID_downloadfailed"));
         return;

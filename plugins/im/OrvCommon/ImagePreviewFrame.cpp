@@ -732,6 +732,8 @@ void ImagePreviewFrame::keyReleaseEvent(QKeyEvent *event)
 
 bool ImagePreviewFrame::eventFilter(QObject *watched, QEvent *event)
 {
+    if (!m_view || !m_btnNext || !m_mask)
+        return QWidget::eventFilter(watched, event); // still being built
     if (watched == m_view->viewport()) {
         switch (event->type()) {
         case QEvent::Wheel: {
