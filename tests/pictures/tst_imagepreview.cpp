@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "ImagePreview.h"
 #include "ShareToChatTool.h"
+#include "chatfiletransfer.h"
+#include "chatinclassengine.h"
 #include "imageeditorseam.h"
 #include "orvdesktopshell.h"
 #include "picturesfixture.h"
@@ -10,6 +12,7 @@
 #include <QLabel>
 #include <QMenu>
 #include <QPushButton>
+#include <QScreen>
 #include <QSignalSpy>
 
 namespace {
@@ -91,6 +94,52 @@ private Q_SLOTS:
         QCOMPARE(preview.pictureSize(), QSize(100, 100));
         // The window never gets smaller than its minimum picture area.
         QVERIFY(preview.width() >= ImagePreviewFrame::MinPictureWidth);
+    }
+
+    void windowTakesThePicturesSizeWithinTheScreen()
+    {
+        const QRect available = QGuiApplication::primaryScreen()->availableGeometry();
+        ImagePreview big;
+        big.load(QPixmap(solid(QSize(2000, 1900))));
+        QVERIFY(big.width() <= available.width());
+        QVERIFY(big.height() <= available.height());
+        ImagePreview tiny;
+        tiny.load(QPixmap(solid(QSize(20, 10))));
+        QVERIFY(tiny.width() >= ImagePreviewFrame::MinPictureWidth);
+        QVERIFY(tiny.height() >= ImagePreviewFrame::MinPictureHeight);
+    }
+
+    void chatInClassPicturesDownloadAndFollowRecalls()
+    {
+        auto *engine = OrvEngine::ChatInClassEngine::instance();
+        engine->fileTransfer()->setFileServer(m_env.service.baseUrl());
+        engine->fileTransfer()->setDownloadFolder(m_env.path("inclass"));
+        m_env.chatFiles.addFile("c1", ImageSamples::encode(ImageSamples::cameraLike({640, 480}, 31), "jpg"));
+        m_env.chatFiles.addFile("c2", ImageSamples::encode(ImageSamples::cameraLike({480, 640}, 32), "jpg"));
+        QList<OrvEngine::ChatInClassMessagePtr> messages;
+        for (int i = 1; i <= 3; ++i) {
+            auto msg = std::make_shared<OrvEngine::ChatInClassMessage>(500 + i, 7001, 1, 3, OrvEngine::ContactsInClassID(1));
+            msg->setContent(QStringLiteral("{\"fileId\":\"c%1\",\"fileName\":\"c%1.jpg\"}").arg(qMin(i, 2)));
+            messages << msg;
+        }
+        ImagePreview preview;
+        preview.show();
+        preview.load(0, messages);
+        QCOMPARE(preview.listMode(), int(ImagePreview::MessageListMode));
+        QVERIFY(preview.maskText().startsWith(QStringLiteral("0%")));
+        QTRY_COMPARE_WITH_TIMEOUT(preview.pictureSize(), QSize(640, 480), 15000);
+        preview.onNext();
+        QTRY_COMPARE_WITH_TIMEOUT(preview.pictureSize(), QSize(480, 640), 15000);
+        QCOMPARE(preview.findChild<QLabel *>("textDesc")->text(), QStringLiteral("2/3"));
+
+        // Another message recalled: the list shrinks around the picture shown.
+        engine->undoMessage(messages.first(), 7001, 1, 3, QStringLiteral("ID_MessageBeenRecalled"));
+        QCOMPARE(preview.currentIndex(), 0);
+        QCOMPARE(preview.pageCount(), 2);
+        QCOMPARE(preview.pictureSize(), QSize(480, 640));
+        // The one shown: the window closes.
+        engine->undoMessage(messages.at(1), 7001, 1, 3, QStringLiteral("ID_MessageBeenRecalled"));
+        QVERIFY(!preview.isVisible());
     }
 
     void enlargeStopsAtTwoWithTheStoredScalePastIt()
