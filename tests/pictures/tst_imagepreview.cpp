@@ -367,7 +367,7 @@ private Q_SLOTS:
         QCOMPARE(preview.pictureSize(), QSize(2000, 1333));
         QVERIFY(preview.pixmap().width() < 2000); // the quick stand-in
         const double fit = preview.fitScale();
-        QTRY_COMPARE(preview.pixmap().size(), QSize(2000, 1333));
+        QTRY_COMPARE_WITH_TIMEOUT(preview.pixmap().size(), QSize(2000, 1333), 20000);
         QCOMPARE(preview.fitScale(), fit); // nothing moved when it sharpened
         // The neighbour is being decoded already.
         QVERIFY(preview.prefetchedPaths().contains(next));
@@ -403,7 +403,7 @@ private Q_SLOTS:
         QVERIFY(button(&preview, "btnViewOriginalImage")->isVisibleTo(&preview));
         preview.onViewOriginalImage();
         QVERIFY(preview.isLoading());
-        QTRY_COMPARE(preview.pixmap().size(), QSize(2000, 1333));
+        QTRY_COMPARE_WITH_TIMEOUT(preview.pixmap().size(), QSize(2000, 1333), 20000);
         QVERIFY(!preview.isLoading());
         QVERIFY(!button(&preview, "btnViewOriginalImage")->isVisibleTo(&preview));
         const QString saved = preview.downloadedFilePath();
@@ -428,7 +428,7 @@ private Q_SLOTS:
         const qint64 shown = preview.pixmap().cacheKey();
         QTest::ignoreMessage(QtInfoMsg, QRegularExpression("file invalid, redownload:"));
         preview.onViewOriginalImage();
-        QTRY_COMPARE(preview.tipText(), QStringLiteral("ID_downloadfailed"));
+        QTRY_COMPARE_WITH_TIMEOUT(preview.tipText(), QStringLiteral("ID_downloadfailed"), 15000);
         QCOMPARE(preview.pixmap().cacheKey(), shown);
         QVERIFY(!preview.isLoading());
     }
