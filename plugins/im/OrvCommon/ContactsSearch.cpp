@@ -1,0 +1,534 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#include "ContactsSearch.h"
+#include "ContactsTreeModel.h"
+#include "orvcommon_logging.h"
+
+#include "contactsengine.h"
+
+#include <QSet>
+#include <algorithm>
+#include <bitset>
+
+using namespace OrvEngine;
+using Item = ContactsTreeItem;
+using Keys = ContactsPinyin::Keys;
+
+namespace {
+
+// Longest name part the mixed pinyin matcher looks at; the rest still matches as a substring.
+constexpr int kMaxUnits = 64;
+constexpr int kMaxQuery = ContactsSearch::MaxQueryLength;
+
+bool isFixedHeading(int type)
+{
+    switch (type) {
+    case Item::MyGroupsZoom: case Item::MyFriendsZoom: case Item::PublicCourseZoom: case Item::SingleUsersZoom:
+    case Item::NewFriendsZoom: case Item::RecentZoom: case Item::PublicCourseSubZoom19: case Item::PublicCourseSubZoom20:
+    case Item::PublicCourseSubZoom21: case Item::Root:
+        return true;
+    default:
+        return false;
+    }
+}
+
+bool isPersonNode(const Item *item)
+{
+    switch (item->type()) {
+    case Item::Friend: case Item::Employee: case Item::SchoolEmployee: case Item::ClassMember: case Item::SingleUser:
+        return true;
+    case Item::RecentChat:
+        return item->value().type() == User;
+    default:
+        return false;
+    }
+}
+
+// The number a user may type to find the node: a person's uid, a class's or group's number.
+quint64 searchableId(const Item *item)
+{
+    switch (item->type()) {
+    case Item::Friend: case Item::Employee: case Item::SchoolEmployee: case Item::SingleUser: case Item::Group:
+    case Item::Course: case Item::ClassZoom: case Item::RecentChat:
+        return item->value().id();
+    case Item::ClassMember:
+        return item->uid() ? item->uid() : item->value().id();
+    default:
+        return 0;
+    }
+}
+
+bool hasAllAscii(const Keys &k, const QVector<char32_t> &q)
+{
+    for (char32_t c : q) {
+        if (c < 128 && !(k.asciiMask[c >> 6] & (quint64(1) << (c & 63))))
+            return false;
+    }
+    return true;
+}
+
+bool startsWithAt(const QString &s, const QVector<char32_t> &q, int from)
+{
+    // s is ASCII (a syllable); q from 'from' must start with s.
+    if (q.size() - from < s.size())
+        return false;
+    for (int i = 0; i < s.size(); ++i) {
+        if (q[from + i] != s.at(i).unicode())
+            return false;
+    }
+    return true;
+}
+
+bool isPrefixOfAt(const QVector<char32_t> &q, int from, const QString &s)
+{
+    // The rest of q, from 'from', is a proper beginning of s.
+    const int rest = q.size() - from;
+    if (rest <= 0 || rest >= s.size())
+        return false;
+    for (int i = 0; i < rest; ++i) {
+        if (q[from + i] != s.at(i).unicode())
+            return false;
+    }
+    return true;
+}
+
+// Whether the query matches the name's characters from unit 'start' on, each character typed as
+// itself, as its full syllable or as its initial; the query may end inside a syllable.
+bool mixedMatch(const Keys &k, const QVector<char32_t> &q, int start)
+{
+    const int n = std::min(int(k.units.size()), kMaxUnits);
+    const int m = q.size();
+    if (m == 0 || start >= n)
+        return false;
+    std::bitset<(kMaxUnits + 1) * (kMaxQuery + 1)> seen;
+    struct State { int i, j; };
+    State stack[(kMaxUnits + 1) * 4];
+    int top = 0;
+    stack[top++] = {start, 0};
+    seen.set(size_t(start) * (kMaxQuery + 1));
+    auto push = [&](int i, int j) {
+        const size_t key = size_t(i) * (kMaxQuery + 1) + size_t(j);
+        if (seen.test(key) || top >= int(sizeof(stack) / sizeof(stack[0])))
+            return;
+        seen.set(key);
+        stack[top++] = {i, j};
+    };
+    while (top > 0) {
+        const State s = stack[--top];
+        if (s.j == m)
+            return true;
+        if (s.i >= n)
+            continue;
+        const char32_t c = q[s.j];
+        if (k.codes[s.i] == c)
+            push(s.i + 1, s.j + 1);
+        const QString &syl = k.units[s.i];
+        const bool han = syl.size() > 1 || (syl.size() == 1 && syl.at(0).unicode() != k.codes[s.i]);
+        if (!han)
+            continue;
+        for (int alt = 0; alt < 2; ++alt) {
+            const QString &reading = alt == 0 ? syl : k.altFirst;
+            if (alt == 1 && (s.i != 0 || reading.isEmpty()))
+                break;
+            if (c != reading.at(0).unicode())
+                continue;
+            if (isPrefixOfAt(q, s.j, reading))
+                return true; // the query ends inside this syllable
+            if (startsWithAt(reading, q, s.j))
+                push(s.i + 1, s.j + reading.size());
+            push(s.i + 1, s.j + 1); // the initial only
+        }
+    }
+    return false;
+}
+
+QVector<char32_t> toCodes(const QString &s)
+{
+    QVector<char32_t> out;
+    const QVector<uint> codePoints = s.toUcs4();
+    out.reserve(codePoints.size());
+    for (const uint c : codePoints)
+        out.append(c);
+    return out;
+}
+
+QString withoutSpaces(const QString &s)
+{
+    QString out;
+    out.reserve(s.size());
+    for (const QChar c : s) {
+        if (!c.isSpace())
+            out.append(c);
+    }
+    return out;
+}
+
+bool allDigits(const QString &s)
+{
+    if (s.isEmpty())
+        return false;
+    return std::all_of(s.begin(), s.end(), [](QChar c) { return c >= QLatin1Char('0') && c <= QLatin1Char('9'); });
+}
+
+// The per-query data the rank of a name needs.
+struct Query
+{
+    QString text;    // normalized
+    QString compact; // without spaces
+    QVector<char32_t> codes;
+    bool asciiOnly = true;
+    bool digits = false;
+    quint64 number = 0;
+    int numberLength = 0;
+
+    explicit Query(const QString &normalized)
+        : text(normalized)
+        , compact(withoutSpaces(normalized))
+        , codes(toCodes(compact))
+    {
+        asciiOnly = std::all_of(codes.begin(), codes.end(), [](char32_t c) { return c < 128; });
+        digits = allDigits(compact) && compact.size() <= 19 && !compact.startsWith(QLatin1Char('0'));
+        if (digits) {
+            number = compact.toULongLong();
+            numberLength = compact.size();
+        }
+    }
+};
+
+ContactsSearch::Rank rankKeys(const Keys &k, const Query &q)
+{
+    if (q.compact.isEmpty() || !hasAllAscii(k, q.codes))
+        return ContactsSearch::NoMatch;
+    if (k.folded == q.text || k.compact == q.compact)
+        return ContactsSearch::Exact;
+    if (k.folded.startsWith(q.text) || k.compact.startsWith(q.compact))
+        return ContactsSearch::Prefix;
+    if (k.initials.startsWith(q.compact) || (!k.altInitials.isEmpty() && k.altInitials.startsWith(q.compact)))
+        return ContactsSearch::Initials;
+    if (k.hasHan) {
+        if (k.full.startsWith(q.compact) || (!k.altFull.isEmpty() && k.altFull.startsWith(q.compact)) || mixedMatch(k, q.codes, 0))
+            return ContactsSearch::Pinyin;
+    }
+    if (k.folded.contains(q.text) || k.compact.contains(q.compact))
+        return ContactsSearch::Substring;
+    if (k.hasHan) {
+        const int n = std::min(int(k.units.size()), kMaxUnits);
+        for (int start = 1; start < n; ++start) {
+            if (k.units[start].at(0).unicode() == q.codes[0] || k.codes[start] == q.codes[0]) {
+                if (mixedMatch(k, q.codes, start))
+                    return ContactsSearch::Substring;
+            }
+        }
+    }
+    return ContactsSearch::NoMatch;
+}
+
+ContactsSearch::Rank rankId(quint64 id, const Query &q)
+{
+    if (!q.digits || id == 0)
+        return ContactsSearch::NoMatch;
+    if (id == q.number)
+        return ContactsSearch::Exact;
+    // A prefix of the decimal number: drop digits from the right until the lengths agree.
+    int digits = 0;
+    for (quint64 v = id; v; v /= 10)
+        ++digits;
+    if (digits <= q.numberLength)
+        return ContactsSearch::NoMatch;
+    quint64 v = id;
+    for (int i = 0; i < digits - q.numberLength; ++i)
+        v /= 10;
+    return v == q.number ? ContactsSearch::Substring : ContactsSearch::NoMatch;
+}
+
+} // namespace
+
+ContactsSearch::ContactsSearch(ContactsTreeModel *model, QObject *parent)
+    : QObject(parent)
+    , m_model(model)
+{
+    // Nodes die in resets and removals: forget them before they go, rebuild on next use.
+    connect(model, &QAbstractItemModel::modelAboutToBeReset, this, &ContactsSearch::markDirty);
+    connect(model, &QAbstractItemModel::modelReset, this, &ContactsSearch::markDirty);
+    connect(model, &QAbstractItemModel::rowsAboutToBeRemoved, this, &ContactsSearch::markDirty);
+    connect(model, &QAbstractItemModel::rowsRemoved, this, &ContactsSearch::markDirty);
+    connect(model, &QAbstractItemModel::rowsInserted, this, &ContactsSearch::markDirty);
+    connect(model, &QAbstractItemModel::rowsMoved, this, &ContactsSearch::markDirty);
+    connect(model, &QAbstractItemModel::layoutChanged, this, &ContactsSearch::markDirty);
+    connect(model, &QAbstractItemModel::dataChanged, this, &ContactsSearch::onDataChanged);
+    // Nicknames and cluster names behind a shown remark or alias are keys too.
+    auto *contacts = ContactsEngine::instance();
+    connect(contacts, &ContactsEngine::updateUserInfo, this, &ContactsSearch::onUsersChanged);
+    connect(contacts, &ContactsEngine::updateClusterInfo, this, &ContactsSearch::markDirty);
+}
+
+ContactsSearch::~ContactsSearch() = default;
+
+QString ContactsSearch::normalizeQuery(const QString &text)
+{
+    QString out;
+    out.reserve(std::min(int(text.size()), MaxQueryLength));
+    int count = 0;
+    // Only the beginning of a pasted wall of text is looked at.
+    const QVector<uint> codePoints = text.left(MaxQueryLength * 4).toUcs4();
+    int pos = 0;
+    for (; pos < codePoints.size() && count < MaxQueryLength; ++pos) {
+        const char32_t c = codePoints[pos];
+        const auto cat = QChar::category(c);
+        if (cat == QChar::Other_Control || cat == QChar::Other_Format || cat == QChar::Other_NotAssigned
+            || cat == QChar::Other_Surrogate || c == 0xFFFD)
+            continue; // a lone surrogate arrives as U+FFFD
+        if (QChar::isSpace(c)) {
+            out.append(QLatin1Char(' '));
+        } else {
+            out.append(QString::fromUcs4(&c, 1));
+        }
+        ++count;
+    }
+    if (pos < codePoints.size() || text.size() > MaxQueryLength * 4)
+        qCDebug(lcContacts) << "search text cut to" << MaxQueryLength << "characters";
+    return out.simplified().toCaseFolded();
+}
+
+ContactsSearch::Group ContactsSearch::groupOf(int type)
+{
+    switch (type) {
+    case Item::Friend:
+        return Friends;
+    case Item::Group: case Item::Course:
+        return Groups;
+    case Item::Employee: case Item::SchoolEmployee:
+        return Colleagues;
+    case Item::ClassMember:
+        return ClassMembers;
+    case Item::RecentChat:
+        return RecentChats;
+    case Item::CompanyZoom: case Item::DepartmentZoom: case Item::SchoolZoom: case Item::SchoolDepartmentZoom:
+    case Item::ClassZoom:
+        return Units;
+    default:
+        return OtherPeople;
+    }
+}
+
+ContactsSearch::Rank ContactsSearch::rankName(const ContactsPinyin::Keys &keys, const QString &query)
+{
+    return rankKeys(keys, Query(query));
+}
+
+void ContactsSearch::markDirty()
+{
+    if (m_dirty && m_entries.empty())
+        return;
+    m_dirty = true;
+    m_entries.clear();
+    m_entryOf.clear();
+    m_matchedEntries.clear();
+    m_matches.clear();
+    Q_EMIT indexChanged();
+}
+
+void ContactsSearch::fillEntry(Entry &e) const
+{
+    const Item *item = e.item;
+    e.keys = ContactsPinyin::keys(item->name());
+    e.extra.reset();
+    if (isPersonNode(item)) {
+        const quint64 uid = item->type() == Item::ClassMember && item->uid() ? item->uid() : item->value().id();
+        if (const auto user = ContactsEngine::instance()->getUserInfo(uid)) {
+            for (const QString &other : {user->nickname(), user->remark()}) {
+                if (!other.isEmpty() && other != item->name()) {
+                    e.extra = ContactsPinyin::keys(other);
+                    break;
+                }
+            }
+        }
+    } else if (item->type() == Item::Group || (item->type() == Item::RecentChat && item->value().type() != User)) {
+        // The shown name may be the user's alias for the group; its own name finds it too.
+        if (const auto cluster = ContactsEngine::instance()->getClusterInfo(item->value())) {
+            if (!cluster->name().isEmpty() && cluster->name() != item->name())
+                e.extra = ContactsPinyin::keys(cluster->name());
+        }
+    }
+}
+
+void ContactsSearch::rebuild()
+{
+    m_entries.clear();
+    m_entryOf.clear();
+    m_matchedEntries.clear();
+    m_matches.clear();
+    m_dirty = false;
+    if (!m_model)
+        return;
+    // Depth first in tree order; headings without a name of their own are not entries.
+    std::vector<std::pair<const Item *, int>> stack;
+    stack.emplace_back(m_model->rootItem(), 0);
+    quint32 order = 0;
+    while (!stack.empty()) {
+        auto &[node, next] = stack.back();
+        if (next >= node->childCount()) {
+            stack.pop_back();
+            continue;
+        }
+        const Item *c = node->childItem(next++);
+        if (!isFixedHeading(c->type())) {
+            Entry e{c, {}, {}, searchableId(c), order++, quint8(c->type())};
+            fillEntry(e);
+            m_entries.push_back(std::move(e));
+        }
+        if (c->childCount() > 0)
+            stack.emplace_back(c, 0);
+    }
+    // Names no longer in the tree need not stay cached.
+    if (ContactsPinyin::cachedNames() > 2 * int(m_entries.size()) + 1024)
+        ContactsPinyin::trimNameCache();
+    qCDebug(lcContacts) << "search index:" << m_entries.size() << "entries";
+}
+
+void ContactsSearch::ensureCurrent()
+{
+    if (!m_dirty)
+        return;
+    rebuild();
+    if (!m_query.isEmpty())
+        runMatch(m_query);
+}
+
+template<typename Q>
+ContactsSearch::Rank ContactsSearch::rankOf(const Entry &e, const Q &q)
+{
+    Rank r = rankKeys(*e.keys, q);
+    if (r != Exact && e.extra)
+        r = std::min(r, rankKeys(*e.extra, q));
+    if (r != Exact && q.digits)
+        r = std::min(r, rankId(e.id, q));
+    return r;
+}
+
+void ContactsSearch::runMatch(const QString &query)
+{
+    const Query q(query);
+    const bool narrow = !m_query.isEmpty() && query.startsWith(m_query) && !m_matchedEntries.empty();
+    std::vector<int> previous;
+    if (narrow)
+        previous.swap(m_matchedEntries);
+    m_matchedEntries.clear();
+    m_matches.clear();
+    m_query = query;
+    if (q.compact.isEmpty())
+        return;
+    auto consider = [&](int i) {
+        const Entry &e = m_entries[size_t(i)];
+        const Rank r = rankOf(e, q);
+        if (r != NoMatch) {
+            m_matchedEntries.push_back(i);
+            m_matches.insert(e.item, r);
+        }
+    };
+    if (narrow) {
+        for (int i : previous)
+            consider(i);
+    } else {
+        for (int i = 0; i < int(m_entries.size()); ++i)
+            consider(i);
+    }
+}
+
+const QHash<const ContactsTreeItem *, ContactsSearch::Rank> &ContactsSearch::match(const QString &text)
+{
+    const QString query = normalizeQuery(text);
+    if (m_dirty) {
+        rebuild();
+        m_query.clear();
+    }
+    if (query != m_query || query.isEmpty())
+        runMatch(query);
+    return m_matches;
+}
+
+QVector<ContactsSearch::Hit> ContactsSearch::search(const QString &text, int limit)
+{
+    const auto &matches = match(text);
+    struct Found {
+        int entry;
+        Rank rank;
+        Group group;
+    };
+    std::vector<Found> found;
+    found.reserve(size_t(matches.size()));
+    for (int i : m_matchedEntries) {
+        const Entry &e = m_entries[size_t(i)];
+        found.push_back({i, matches.value(e.item, NoMatch), groupOf(e.type)});
+    }
+    std::sort(found.begin(), found.end(), [this](const Found &a, const Found &b) {
+        if (a.group != b.group)
+            return a.group < b.group;
+        if (a.rank != b.rank)
+            return a.rank < b.rank;
+        return m_entries[size_t(a.entry)].order < m_entries[size_t(b.entry)].order;
+    });
+    QVector<Hit> hits;
+    QSet<QPair<int, quint64>> seen; // one hit per group and person or chat
+    for (const Found &f : found) {
+        if (limit >= 0 && hits.size() >= limit)
+            break;
+        const Entry &e = m_entries[size_t(f.entry)];
+        const ClusterID value = e.item->value();
+        const quint64 who = isPersonNode(e.item) ? (e.id | (quint64(1) << 63)) : (value.id() ^ (quint64(value.type()) << 56));
+        if (seen.contains({int(f.group), who}))
+            continue;
+        seen.insert({int(f.group), who});
+        hits.append({e.item, value, e.type, e.item->name(), f.rank, f.group});
+    }
+    return hits;
+}
+
+void ContactsSearch::onDataChanged(const QModelIndex &topLeft, const QModelIndex &bottomRight, const QVector<int> &roles)
+{
+    if (m_dirty || !m_model)
+        return;
+    if (!roles.isEmpty() && !roles.contains(ContactsTreeModel::NameRole) && !roles.contains(Qt::DisplayRole))
+        return;
+    if (m_entryOf.isEmpty()) {
+        m_entryOf.reserve(int(m_entries.size()));
+        for (int i = 0; i < int(m_entries.size()); ++i)
+            m_entryOf.insert(m_entries[size_t(i)].item, i);
+    }
+    const QModelIndex parent = topLeft.parent();
+    bool changed = false;
+    const Query q(m_query);
+    for (int row = topLeft.row(); row <= bottomRight.row(); ++row) {
+        const Item *item = m_model->item(m_model->index(row, 0, parent));
+        const auto it = m_entryOf.constFind(item);
+        if (it == m_entryOf.constEnd())
+            continue;
+        Entry &e = m_entries[size_t(*it)];
+        const auto oldKeys = e.keys;
+        const auto oldExtra = e.extra;
+        fillEntry(e);
+        if (e.keys == oldKeys && e.extra == oldExtra)
+            continue;
+        changed = true;
+        if (m_query.isEmpty())
+            continue;
+        // Keep the matches of the current query true for this node.
+        const Rank r = rankOf(e, q);
+        const bool was = m_matches.contains(item);
+        if (r == NoMatch) {
+            m_matches.remove(item);
+            if (was)
+                m_matchedEntries.erase(std::remove(m_matchedEntries.begin(), m_matchedEntries.end(), *it), m_matchedEntries.end());
+        } else {
+            m_matches.insert(item, r);
+            if (!was)
+                m_matchedEntries.push_back(*it);
+        }
+    }
+    if (changed)
+        Q_EMIT indexChanged();
+}
+
+void ContactsSearch::onUsersChanged(const std::vector<quint64> &)
+{
+    markDirty();
+}

@@ -1,0 +1,113 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#pragma once
+
+#include "ContactsPinyin.h"
+#include "ContactsTreeItem.h"
+#include "clusterid.h"
+
+#include <QHash>
+#include <QObject>
+#include <QPointer>
+#include <QVector>
+#include <vector>
+
+class ContactsTreeModel;
+
+/**
+ * Contact search over the contacts tree: a name is found by its characters, its full pinyin, its
+ * pinyin initials, a remark or alias, and a person's uid or a class's number; Latin letters
+ * case-insensitively. Results are ranked (exact name, prefix, initials, pinyin, substring) and
+ * grouped by kind.
+ *
+ * The search keys of every node are built once from the tree (names keyed through
+ * ContactsPinyin's caches) and kept current from the model's signals; a query only compares
+ * strings. A query that extends the previous one only looks at the previous matches.
+ */
+class ContactsSearch : public QObject
+{
+    Q_OBJECT
+public:
+    enum Rank : quint8 { Exact = 0, Prefix, Initials, Pinyin, Substring, NoMatch };
+    Q_ENUM(Rank)
+
+    /// Result groups, in the order they are listed.
+    enum Group : quint8 { Friends = 0, Groups, Colleagues, ClassMembers, RecentChats, Units, OtherPeople };
+    Q_ENUM(Group)
+
+    struct Hit
+    {
+        const ContactsTreeItem *item = nullptr;
+        OrvEngine::ClusterID value;
+        int type = 0;
+        QString name;
+        Rank rank = NoMatch;
+        Group group = OtherPeople;
+    };
+
+    /// Queries are cut to this many characters (a longer one cannot be typed into a search box).
+    static constexpr int MaxQueryLength = 128;
+
+    explicit ContactsSearch(ContactsTreeModel *model, QObject *parent = nullptr);
+    ~ContactsSearch() override;
+
+    /// The query as it is matched: case-folded, control and format characters removed, cut to
+    /// MaxQueryLength characters, surrounding spaces trimmed.
+    static QString normalizeQuery(const QString &text);
+
+    /// Ranked and grouped hits (each value once per group), at most limit of them (all when < 0).
+    QVector<Hit> search(const QString &text, int limit = -1);
+
+    /// Matching nodes and their ranks for a query, for filters. The map stays valid until the
+    /// tree changes or the next call.
+    const QHash<const ContactsTreeItem *, Rank> &match(const QString &text);
+    /// The matches of the last match() query, brought up to date first when the tree changed.
+    const QHash<const ContactsTreeItem *, Rank> &currentMatches()
+    {
+        ensureCurrent();
+        return m_matches;
+    }
+    /// The query of the last match(), normalized.
+    QString currentQuery() const { return m_query; }
+
+    /// Rank of a name against a normalized query (NoMatch when it does not match).
+    static Rank rankName(const ContactsPinyin::Keys &keys, const QString &query);
+    static Group groupOf(int itemType);
+
+    /// Builds the keys of every node now (otherwise done on first use after a change).
+    void rebuild();
+    /// Entries in the index (nodes with a name, headings left out).
+    int size() const { return int(m_entries.size()); }
+    bool isCurrent() const { return !m_dirty; }
+
+Q_SIGNALS:
+    /// The tree changed so that the matches of the current query may differ.
+    void indexChanged();
+
+private:
+    struct Entry
+    {
+        const ContactsTreeItem *item;
+        ContactsPinyin::KeysPtr keys;
+        ContactsPinyin::KeysPtr extra; ///< the person's nickname or remark when it is not the shown name
+        quint64 id;
+        quint32 order;
+        quint8 type;
+    };
+
+    void ensureCurrent();
+    void markDirty();
+    void onDataChanged(const QModelIndex &topLeft, const QModelIndex &bottomRight, const QVector<int> &roles);
+    void onUsersChanged(const std::vector<quint64> &uids);
+    void fillEntry(Entry &e) const;
+    template<typename Q>
+    static Rank rankOf(const Entry &e, const Q &query);
+    void runMatch(const QString &query);
+
+    QPointer<ContactsTreeModel> m_model;
+    std::vector<Entry> m_entries;
+    QHash<const ContactsTreeItem *, int> m_entryOf; // built when first needed
+    bool m_dirty = true;
+    QString m_query;
+    std::vector<int> m_matchedEntries; // entries that matched m_query, for narrowing
+    QHash<const ContactsTreeItem *, Rank> m_matches;
+};

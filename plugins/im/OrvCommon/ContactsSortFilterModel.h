@@ -1,0 +1,74 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#pragma once
+
+#include "ContactsSearch.h"
+#include "KRecursiveFilterProxyModel.h"
+
+#include <QPointer>
+#include <QSet>
+
+class ContactsTreeModel;
+
+/**
+ * The view of the contacts tree that pickers and panels show: the tree's own order, filtered by
+ * node kind, by school, by enabled state and by a search text (see ContactsSearch). A node that
+ * matches keeps its ancestors; fixed headings and departments show only through what they hold.
+ * Without any filter the proxy passes the tree through unchanged.
+ *
+ * The source must be a ContactsTreeModel. The custom course id of the tree model
+ * (ContactsTreeModel::setCustomCourseId) hides that course and its class chat, so a class is not
+ * offered to itself.
+ */
+class ContactsSortFilterModel : public KRecursiveFilterProxyModel
+{
+    Q_OBJECT
+public:
+    explicit ContactsSortFilterModel(QObject *parent = nullptr);
+    ~ContactsSortFilterModel() override;
+
+    /// Only a ContactsTreeModel is taken; anything else is refused with a log line.
+    void setSourceModel(QAbstractItemModel *sourceModel) override;
+    ContactsTreeModel *contactsModel() const;
+
+    /// Item types (ContactsTreeItem::ItemType) that may match; empty means all.
+    void setFilterTypes(const QSet<int> &types);
+    QSet<int> filterTypes() const { return m_types; }
+    /// Only what belongs to this school: its chart, its classes and their members, its groups.
+    void setFilterSchool(quint64 schoolId);
+    void clearFilterSchool() { setFilterSchool(0); }
+    quint64 filterSchool() const { return m_schoolId; }
+    void setFilterEnabledOnly(bool enabledOnly);
+    bool filterEnabledOnly() const { return m_enabledOnly; }
+
+    void setSearchText(const QString &text);
+    QString searchText() const { return m_searchText; }
+    ContactsSearch *contactsSearch() const { return m_search; }
+    /// NoMatch for rows shown only as ancestors, or when there is no search text.
+    ContactsSearch::Rank matchRank(const QModelIndex &proxyIndex) const;
+    /// Proxy indexes of the ancestors of the first maxMatches matches, parents before children,
+    /// for a view to expand.
+    QModelIndexList matchAncestors(int maxMatches = 500) const;
+
+    /// Whether any filter is set.
+    bool isFiltering() const;
+
+Q_SIGNALS:
+    void searchTextChanged(const QString &text);
+    /// The rows the filter lets through have changed (filter settings or the search's matches).
+    void filterChanged();
+
+protected:
+    bool acceptRow(int sourceRow, const QModelIndex &sourceParent) const override;
+
+private:
+    void refilter();
+    void onSearchIndexChanged();
+    bool inSchool(const ContactsTreeItem *item) const;
+
+    ContactsSearch *m_search = nullptr;
+    QSet<int> m_types;
+    quint64 m_schoolId = 0;
+    bool m_enabledOnly = false;
+    QString m_searchText;
+    bool m_refilterQueued = false;
+};
