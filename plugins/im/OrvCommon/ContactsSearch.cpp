@@ -99,19 +99,23 @@ bool mixedMatch(const Keys &k, const QVector<char32_t> &q, int start)
     const int m = q.size();
     if (m == 0 || start >= n)
         return false;
-    std::bitset<(kMaxUnits + 1) * (kMaxQuery + 1)> seen;
+    // States (unit, query position) already tried; only the words in use are cleared.
+    constexpr int kWords = ((kMaxUnits + 1) * (kMaxQuery + 1) + 63) / 64;
+    quint64 seen[kWords];
+    const int width = m + 1;
+    const int used = ((n + 1) * width + 63) / 64;
+    std::fill(seen, seen + used, quint64(0));
     struct State { int i, j; };
     State stack[(kMaxUnits + 1) * 4];
     int top = 0;
-    stack[top++] = {start, 0};
-    seen.set(size_t(start) * (kMaxQuery + 1));
     auto push = [&](int i, int j) {
-        const size_t key = size_t(i) * (kMaxQuery + 1) + size_t(j);
-        if (seen.test(key) || top >= int(sizeof(stack) / sizeof(stack[0])))
+        const int key = i * width + j;
+        if ((seen[key >> 6] >> (key & 63)) & 1 || top >= int(sizeof(stack) / sizeof(stack[0])))
             return;
-        seen.set(key);
+        seen[key >> 6] |= quint64(1) << (key & 63);
         stack[top++] = {i, j};
     };
+    push(start, 0);
     while (top > 0) {
         const State s = stack[--top];
         if (s.j == m)
@@ -257,7 +261,7 @@ ContactsSearch::ContactsSearch(ContactsTreeModel *model, QObject *parent)
     connect(model, &QAbstractItemModel::dataChanged, this, &ContactsSearch::onDataChanged);
     // Nicknames and cluster names behind a shown remark or alias are keys too.
     auto *contacts = ContactsEngine::instance();
-    connect(contacts, &ContactsEngine::updateUserInfo, this, &ContactsSearch::onUsersChanged);
+    connect(contacts, &ContactsEngine::updateUserInfo, this, &ContactsSearch::markDirty);
     connect(contacts, &ContactsEngine::updateClusterInfo, this, &ContactsSearch::markDirty);
 }
 
@@ -320,18 +324,23 @@ void ContactsSearch::markDirty()
     if (m_dirty && m_entries.empty())
         return;
     m_dirty = true;
+    ++m_generation;
     m_entries.clear();
+    m_ranks.clear();
     m_entryOf.clear();
     m_matchedEntries.clear();
-    m_matches.clear();
     Q_EMIT indexChanged();
 }
 
 void ContactsSearch::fillEntry(Entry &e) const
 {
     const Item *item = e.item;
-    e.keys = ContactsPinyin::keys(item->name());
     e.extra.reset();
+    if (isFixedHeading(item->type())) {
+        e.keys.reset();
+        return;
+    }
+    e.keys = ContactsPinyin::keys(item->name());
     if (isPersonNode(item)) {
         const quint64 uid = item->type() == Item::ClassMember && item->uid() ? item->uid() : item->value().id();
         if (const auto user = ContactsEngine::instance()->getUserInfo(uid)) {
@@ -356,33 +365,43 @@ void ContactsSearch::rebuild()
     m_entries.clear();
     m_entryOf.clear();
     m_matchedEntries.clear();
-    m_matches.clear();
+    m_keyed = 0;
     m_dirty = false;
-    if (!m_model)
+    ++m_generation;
+    if (!m_model) {
+        m_ranks.clear();
         return;
-    // Depth first in tree order; headings without a name of their own are not entries.
-    std::vector<std::pair<const Item *, int>> stack;
-    stack.emplace_back(m_model->rootItem(), 0);
-    quint32 order = 0;
+    }
+    // Depth first in tree order, so a parent's entry always comes before its children's.
+    struct Frame {
+        const Item *node;
+        int entry;
+        int next;
+    };
+    std::vector<Frame> stack;
+    stack.push_back({m_model->rootItem(), -1, 0});
     while (!stack.empty()) {
-        auto &[node, next] = stack.back();
-        if (next >= node->childCount()) {
+        Frame &f = stack.back();
+        if (f.next >= f.node->childCount()) {
             stack.pop_back();
             continue;
         }
-        const Item *c = node->childItem(next++);
-        if (!isFixedHeading(c->type())) {
-            Entry e{c, {}, {}, searchableId(c), order++, quint8(c->type())};
-            fillEntry(e);
-            m_entries.push_back(std::move(e));
-        }
+        const Item *c = f.node->childItem(f.next++);
+        Entry e{c, {}, {}, searchableId(c), f.entry, quint8(c->type())};
+        fillEntry(e);
+        if (e.keys)
+            ++m_keyed;
+        m_entries.push_back(std::move(e));
+        const int self = int(m_entries.size()) - 1;
+        m_entryOf.insert(c, self);
         if (c->childCount() > 0)
-            stack.emplace_back(c, 0);
+            stack.push_back({c, self, 0});
     }
+    m_ranks.assign(m_entries.size(), quint8(NoMatch));
     // Names no longer in the tree need not stay cached.
-    if (ContactsPinyin::cachedNames() > 2 * int(m_entries.size()) + 1024)
+    if (ContactsPinyin::cachedNames() > 2 * m_keyed + 1024)
         ContactsPinyin::trimNameCache();
-    qCDebug(lcContacts) << "search index:" << m_entries.size() << "entries";
+    qCDebug(lcContacts) << "search index:" << m_entries.size() << "nodes," << m_keyed << "with names";
 }
 
 void ContactsSearch::ensureCurrent()
@@ -390,13 +409,29 @@ void ContactsSearch::ensureCurrent()
     if (!m_dirty)
         return;
     rebuild();
-    if (!m_query.isEmpty())
-        runMatch(m_query);
+    const QString query = m_query;
+    m_query.clear();
+    if (!query.isEmpty())
+        runMatch(query);
+}
+
+int ContactsSearch::entryOf(const ContactsTreeItem *item) const
+{
+    return m_entryOf.value(item, -1);
+}
+
+ContactsSearch::Rank ContactsSearch::rankOf(const ContactsTreeItem *item)
+{
+    ensureCurrent();
+    const int e = entryOf(item);
+    return e < 0 ? NoMatch : Rank(m_ranks[size_t(e)]);
 }
 
 template<typename Q>
-ContactsSearch::Rank ContactsSearch::rankOf(const Entry &e, const Q &q)
+ContactsSearch::Rank ContactsSearch::rankEntry(const Entry &e, const Q &q)
 {
+    if (!e.keys)
+        return NoMatch;
     Rank r = rankKeys(*e.keys, q);
     if (r != Exact && e.extra)
         r = std::min(r, rankKeys(*e.extra, q));
@@ -408,21 +443,21 @@ ContactsSearch::Rank ContactsSearch::rankOf(const Entry &e, const Q &q)
 void ContactsSearch::runMatch(const QString &query)
 {
     const Query q(query);
-    const bool narrow = !m_query.isEmpty() && query.startsWith(m_query) && !m_matchedEntries.empty();
+    // A query that extends the last one can only match fewer nodes.
+    const bool narrow = !m_query.isEmpty() && query.startsWith(m_query);
+    ++m_generation;
     std::vector<int> previous;
-    if (narrow)
-        previous.swap(m_matchedEntries);
-    m_matchedEntries.clear();
-    m_matches.clear();
+    previous.swap(m_matchedEntries);
+    for (int i : previous)
+        m_ranks[size_t(i)] = NoMatch;
     m_query = query;
     if (q.compact.isEmpty())
         return;
     auto consider = [&](int i) {
-        const Entry &e = m_entries[size_t(i)];
-        const Rank r = rankOf(e, q);
+        const Rank r = rankEntry(m_entries[size_t(i)], q);
         if (r != NoMatch) {
+            m_ranks[size_t(i)] = r;
             m_matchedEntries.push_back(i);
-            m_matches.insert(e.item, r);
         }
     };
     if (narrow) {
@@ -434,7 +469,7 @@ void ContactsSearch::runMatch(const QString &query)
     }
 }
 
-const QHash<const ContactsTreeItem *, ContactsSearch::Rank> &ContactsSearch::match(const QString &text)
+int ContactsSearch::match(const QString &text)
 {
     const QString query = normalizeQuery(text);
     if (m_dirty) {
@@ -443,29 +478,28 @@ const QHash<const ContactsTreeItem *, ContactsSearch::Rank> &ContactsSearch::mat
     }
     if (query != m_query || query.isEmpty())
         runMatch(query);
-    return m_matches;
+    return int(m_matchedEntries.size());
 }
 
 QVector<ContactsSearch::Hit> ContactsSearch::search(const QString &text, int limit)
 {
-    const auto &matches = match(text);
+    match(text);
     struct Found {
         int entry;
         Rank rank;
         Group group;
     };
     std::vector<Found> found;
-    found.reserve(size_t(matches.size()));
-    for (int i : m_matchedEntries) {
-        const Entry &e = m_entries[size_t(i)];
-        found.push_back({i, matches.value(e.item, NoMatch), groupOf(e.type)});
-    }
-    std::sort(found.begin(), found.end(), [this](const Found &a, const Found &b) {
+    found.reserve(m_matchedEntries.size());
+    for (int i : m_matchedEntries)
+        found.push_back({i, Rank(m_ranks[size_t(i)]), groupOf(m_entries[size_t(i)].type)});
+    // Entries are in tree order, so the entry number keeps the tree's order among equals.
+    std::sort(found.begin(), found.end(), [](const Found &a, const Found &b) {
         if (a.group != b.group)
             return a.group < b.group;
         if (a.rank != b.rank)
             return a.rank < b.rank;
-        return m_entries[size_t(a.entry)].order < m_entries[size_t(b.entry)].order;
+        return a.entry < b.entry;
     });
     QVector<Hit> hits;
     QSet<QPair<int, quint64>> seen; // one hit per group and person or chat
@@ -489,20 +523,14 @@ void ContactsSearch::onDataChanged(const QModelIndex &topLeft, const QModelIndex
         return;
     if (!roles.isEmpty() && !roles.contains(ContactsTreeModel::NameRole) && !roles.contains(Qt::DisplayRole))
         return;
-    if (m_entryOf.isEmpty()) {
-        m_entryOf.reserve(int(m_entries.size()));
-        for (int i = 0; i < int(m_entries.size()); ++i)
-            m_entryOf.insert(m_entries[size_t(i)].item, i);
-    }
     const QModelIndex parent = topLeft.parent();
     bool changed = false;
     const Query q(m_query);
     for (int row = topLeft.row(); row <= bottomRight.row(); ++row) {
-        const Item *item = m_model->item(m_model->index(row, 0, parent));
-        const auto it = m_entryOf.constFind(item);
-        if (it == m_entryOf.constEnd())
+        const int i = entryOf(m_model->item(m_model->index(row, 0, parent)));
+        if (i < 0)
             continue;
-        Entry &e = m_entries[size_t(*it)];
+        Entry &e = m_entries[size_t(i)];
         const auto oldKeys = e.keys;
         const auto oldExtra = e.extra;
         fillEntry(e);
@@ -512,23 +540,17 @@ void ContactsSearch::onDataChanged(const QModelIndex &topLeft, const QModelIndex
         if (m_query.isEmpty())
             continue;
         // Keep the matches of the current query true for this node.
-        const Rank r = rankOf(e, q);
-        const bool was = m_matches.contains(item);
-        if (r == NoMatch) {
-            m_matches.remove(item);
-            if (was)
-                m_matchedEntries.erase(std::remove(m_matchedEntries.begin(), m_matchedEntries.end(), *it), m_matchedEntries.end());
-        } else {
-            m_matches.insert(item, r);
-            if (!was)
-                m_matchedEntries.push_back(*it);
+        const Rank r = rankEntry(e, q);
+        const bool was = m_ranks[size_t(i)] != NoMatch;
+        m_ranks[size_t(i)] = r;
+        if (was && r == NoMatch) {
+            m_matchedEntries.erase(std::remove(m_matchedEntries.begin(), m_matchedEntries.end(), i), m_matchedEntries.end());
+        } else if (!was && r != NoMatch) {
+            m_matchedEntries.insert(std::lower_bound(m_matchedEntries.begin(), m_matchedEntries.end(), i), i);
         }
     }
-    if (changed)
+    if (changed) {
+        ++m_generation;
         Q_EMIT indexChanged();
-}
-
-void ContactsSearch::onUsersChanged(const std::vector<quint64> &)
-{
-    markDirty();
+    }
 }

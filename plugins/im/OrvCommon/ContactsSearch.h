@@ -57,17 +57,26 @@ public:
     /// Ranked and grouped hits (each value once per group), at most limit of them (all when < 0).
     QVector<Hit> search(const QString &text, int limit = -1);
 
-    /// Matching nodes and their ranks for a query, for filters. The map stays valid until the
-    /// tree changes or the next call.
-    const QHash<const ContactsTreeItem *, Rank> &match(const QString &text);
-    /// The matches of the last match() query, brought up to date first when the tree changed.
-    const QHash<const ContactsTreeItem *, Rank> &currentMatches()
-    {
-        ensureCurrent();
-        return m_matches;
-    }
+    /// Matches a query against every node; returns the number of matching nodes. The matches
+    /// stay readable (rankOf, matchedEntries) until the tree changes or the next call.
+    int match(const QString &text);
     /// The query of the last match(), normalized.
     QString currentQuery() const { return m_query; }
+    /// Rank of a node for the last query, brought up to date first when the tree changed.
+    Rank rankOf(const ContactsTreeItem *item);
+
+    // The index itself, for filters: one entry per node of the tree, parents before children.
+    /// Brings the index and the last query's matches up to date with the tree.
+    void ensureCurrent();
+    int entryCount() const { return int(m_entries.size()); }
+    /// -1 for a node that is not in the index.
+    int entryOf(const ContactsTreeItem *item) const;
+    const ContactsTreeItem *itemAt(int entry) const { return m_entries[size_t(entry)].item; }
+    /// -1 for a child of the root.
+    int parentOf(int entry) const { return m_entries[size_t(entry)].parent; }
+    Rank rankAt(int entry) const { return Rank(m_ranks[size_t(entry)]); }
+    /// Entries that matched the last query, in tree order.
+    const std::vector<int> &matchedEntries() const { return m_matchedEntries; }
 
     /// Rank of a name against a normalized query (NoMatch when it does not match).
     static Rank rankName(const ContactsPinyin::Keys &keys, const QString &query);
@@ -75,9 +84,11 @@ public:
 
     /// Builds the keys of every node now (otherwise done on first use after a change).
     void rebuild();
-    /// Entries in the index (nodes with a name, headings left out).
-    int size() const { return int(m_entries.size()); }
+    /// Nodes with search keys (headings without a name of their own are left out).
+    int size() const { return m_keyed; }
     bool isCurrent() const { return !m_dirty; }
+    /// Changes whenever the index or the matches change.
+    quint64 generation() const { return m_generation; }
 
 Q_SIGNALS:
     /// The tree changed so that the matches of the current query may differ.
@@ -87,27 +98,27 @@ private:
     struct Entry
     {
         const ContactsTreeItem *item;
-        ContactsPinyin::KeysPtr keys;
+        ContactsPinyin::KeysPtr keys;  ///< null for fixed headings
         ContactsPinyin::KeysPtr extra; ///< the person's nickname or remark when it is not the shown name
         quint64 id;
-        quint32 order;
+        int parent;
         quint8 type;
     };
 
-    void ensureCurrent();
     void markDirty();
     void onDataChanged(const QModelIndex &topLeft, const QModelIndex &bottomRight, const QVector<int> &roles);
-    void onUsersChanged(const std::vector<quint64> &uids);
     void fillEntry(Entry &e) const;
     template<typename Q>
-    static Rank rankOf(const Entry &e, const Q &query);
+    static Rank rankEntry(const Entry &e, const Q &query);
     void runMatch(const QString &query);
 
     QPointer<ContactsTreeModel> m_model;
     std::vector<Entry> m_entries;
-    QHash<const ContactsTreeItem *, int> m_entryOf; // built when first needed
+    std::vector<quint8> m_ranks;       // per entry, for the last query
+    QHash<const ContactsTreeItem *, int> m_entryOf;
+    int m_keyed = 0;
+    quint64 m_generation = 0;
     bool m_dirty = true;
     QString m_query;
-    std::vector<int> m_matchedEntries; // entries that matched m_query, for narrowing
-    QHash<const ContactsTreeItem *, Rank> m_matches;
+    std::vector<int> m_matchedEntries; // in tree order; narrowed by a query that extends the last
 };

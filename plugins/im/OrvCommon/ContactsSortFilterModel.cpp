@@ -28,8 +28,9 @@ bool isFixedHeading(int type)
 } // namespace
 
 ContactsSortFilterModel::ContactsSortFilterModel(QObject *parent)
-    : KRecursiveFilterProxyModel(parent)
+    : QSortFilterProxyModel(parent)
 {
+    setDynamicSortFilter(true);
 }
 
 ContactsSortFilterModel::~ContactsSortFilterModel() = default;
@@ -50,8 +51,15 @@ void ContactsSortFilterModel::setSourceModel(QAbstractItemModel *sourceModel)
         connect(m_search, &ContactsSearch::indexChanged, this, &ContactsSortFilterModel::onSearchIndexChanged);
         if (!m_searchText.isEmpty())
             m_search->match(m_searchText);
+        // Enabled states change through dataChanged only, and may show or hide whole branches.
+        connect(tree, &QAbstractItemModel::dataChanged, this, [this] {
+            if (!m_enabledOnly)
+                return;
+            ++m_filterGeneration;
+            onSearchIndexChanged();
+        });
     }
-    KRecursiveFilterProxyModel::setSourceModel(sourceModel);
+    QSortFilterProxyModel::setSourceModel(sourceModel);
 }
 
 ContactsTreeModel *ContactsSortFilterModel::contactsModel() const
@@ -98,12 +106,17 @@ void ContactsSortFilterModel::setSearchText(const QString &text)
     m_searchText = normalized;
     if (m_search)
         m_search->match(m_searchText);
-    refilter();
+    ++m_filterGeneration;
+    // A keystroke may change thousands of rows: a layout change lets the views map again only
+    // what they show, where removing and inserting every row would cost a signal each.
+    invalidate();
+    Q_EMIT filterChanged();
     Q_EMIT searchTextChanged(m_searchText);
 }
 
 void ContactsSortFilterModel::refilter()
 {
+    ++m_filterGeneration;
     invalidateFilter();
     Q_EMIT filterChanged();
 }
@@ -113,12 +126,12 @@ void ContactsSortFilterModel::onSearchIndexChanged()
     // The tree's own row signals already make the proxy filter what changed; an engine change
     // seen only by the index (a nickname behind a remark) needs one more pass, once the current
     // change is over.
-    if (m_searchText.isEmpty() || m_refilterQueued)
+    if (!isFiltering() || m_refilterQueued)
         return;
     m_refilterQueued = true;
     QTimer::singleShot(0, this, [this] {
         m_refilterQueued = false;
-        if (!m_searchText.isEmpty())
+        if (isFiltering())
             refilter();
     });
 }
@@ -144,14 +157,9 @@ bool ContactsSortFilterModel::inSchool(const Item *item) const
     }
 }
 
-bool ContactsSortFilterModel::acceptRow(int sourceRow, const QModelIndex &sourceParent) const
+bool ContactsSortFilterModel::acceptsNode(const Item *item) const
 {
-    if (!isFiltering())
-        return true;
     const ContactsTreeModel *tree = contactsModel();
-    const Item *item = tree->item(tree->index(sourceRow, 0, sourceParent));
-    if (!item)
-        return false;
     const int type = item->type();
     if (isFixedHeading(type))
         return false;
@@ -169,17 +177,60 @@ bool ContactsSortFilterModel::acceptRow(int sourceRow, const QModelIndex &source
     }
     if (m_schoolId && !inSchool(item))
         return false;
-    if (!m_searchText.isEmpty())
-        return m_search && m_search->currentMatches().contains(item);
     return true;
+}
+
+void ContactsSortFilterModel::updateKept() const
+{
+    m_search->ensureCurrent();
+    const quint64 generation = m_search->generation() * 1000003u + m_filterGeneration;
+    const quint64 course = contactsModel()->customCourseId();
+    if (m_keptGeneration == generation && m_keptCourseId == course && m_kept.size() == size_t(m_search->entryCount()))
+        return;
+    if (m_kept.size() == size_t(m_search->entryCount())) {
+        for (int e : m_keptEntries)
+            m_kept[size_t(e)] = 0;
+    } else {
+        m_kept.assign(size_t(m_search->entryCount()), 0);
+    }
+    m_keptEntries.clear();
+    auto keep = [this](int e) {
+        if (!acceptsNode(m_search->itemAt(e)))
+            return;
+        for (int a = e; a >= 0 && !m_kept[size_t(a)]; a = m_search->parentOf(a)) {
+            m_kept[size_t(a)] = 1;
+            m_keptEntries.push_back(a);
+        }
+    };
+    if (!m_searchText.isEmpty()) {
+        for (int e : m_search->matchedEntries())
+            keep(e);
+    } else {
+        for (int e = 0; e < m_search->entryCount(); ++e)
+            keep(e);
+    }
+    m_keptGeneration = generation;
+    m_keptCourseId = course;
+}
+
+bool ContactsSortFilterModel::filterAcceptsRow(int sourceRow, const QModelIndex &sourceParent) const
+{
+    if (!isFiltering())
+        return true;
+    if (!m_search)
+        return false;
+    const ContactsTreeModel *tree = contactsModel();
+    const Item *item = tree->item(tree->index(sourceRow, 0, sourceParent));
+    updateKept();
+    const int e = m_search->entryOf(item);
+    return e >= 0 && m_kept[size_t(e)];
 }
 
 ContactsSearch::Rank ContactsSortFilterModel::matchRank(const QModelIndex &proxyIndex) const
 {
     if (m_searchText.isEmpty() || !m_search || !proxyIndex.isValid())
         return ContactsSearch::NoMatch;
-    const Item *item = contactsModel()->item(mapToSource(proxyIndex));
-    return m_search->currentMatches().value(item, ContactsSearch::NoMatch);
+    return m_search->rankOf(contactsModel()->item(mapToSource(proxyIndex)));
 }
 
 QModelIndexList ContactsSortFilterModel::matchAncestors(int maxMatches) const
@@ -187,23 +238,28 @@ QModelIndexList ContactsSortFilterModel::matchAncestors(int maxMatches) const
     QModelIndexList out;
     if (m_searchText.isEmpty() || !m_search)
         return out;
+    updateKept();
     const ContactsTreeModel *tree = contactsModel();
-    QSet<const Item *> seen;
+    std::vector<int> parents;
+    std::vector<quint8> seen(size_t(m_search->entryCount()), 0);
     int count = 0;
-    const auto &matches = m_search->currentMatches();
-    for (auto it = matches.constBegin(); it != matches.constEnd() && count < maxMatches; ++it, ++count) {
-        std::vector<const Item *> chain;
-        for (const Item *p = it.key()->parentItem(); p && p != tree->rootItem(); p = p->parentItem()) {
-            if (seen.contains(p))
-                break;
-            seen.insert(p);
-            chain.push_back(p);
+    for (int e : m_search->matchedEntries()) {
+        if (count >= maxMatches)
+            break;
+        if (!m_kept[size_t(e)])
+            continue;
+        ++count;
+        std::vector<int> chain;
+        for (int a = m_search->parentOf(e); a >= 0 && !seen[size_t(a)]; a = m_search->parentOf(a)) {
+            seen[size_t(a)] = 1;
+            chain.push_back(a);
         }
-        for (auto c = chain.rbegin(); c != chain.rend(); ++c) {
-            const QModelIndex proxy = mapFromSource(tree->indexFromItem(*c));
-            if (proxy.isValid())
-                out.append(proxy);
-        }
+        parents.insert(parents.end(), chain.rbegin(), chain.rend());
+    }
+    for (int a : parents) {
+        const QModelIndex proxy = mapFromSource(tree->indexFromItem(m_search->itemAt(a)));
+        if (proxy.isValid())
+            out.append(proxy);
     }
     return out;
 }

@@ -2,10 +2,10 @@
 #pragma once
 
 #include "ContactsSearch.h"
-#include "KRecursiveFilterProxyModel.h"
 
 #include <QPointer>
 #include <QSet>
+#include <QSortFilterProxyModel>
 
 class ContactsTreeModel;
 
@@ -15,11 +15,15 @@ class ContactsTreeModel;
  * matches keeps its ancestors; fixed headings and departments show only through what they hold.
  * Without any filter the proxy passes the tree through unchanged.
  *
+ * The filter is decided over the search index, not by walking the tree from the proxy: every
+ * node that passes is marked with its ancestors in one pass, and the proxy only reads the marks.
+ * A search text change is published as a layout change, so a view maps only the rows it shows.
+ *
  * The source must be a ContactsTreeModel. The custom course id of the tree model
  * (ContactsTreeModel::setCustomCourseId) hides that course and its class chat, so a class is not
  * offered to itself.
  */
-class ContactsSortFilterModel : public KRecursiveFilterProxyModel
+class ContactsSortFilterModel : public QSortFilterProxyModel
 {
     Q_OBJECT
 public:
@@ -58,10 +62,12 @@ Q_SIGNALS:
     void filterChanged();
 
 protected:
-    bool acceptRow(int sourceRow, const QModelIndex &sourceParent) const override;
+    bool filterAcceptsRow(int sourceRow, const QModelIndex &sourceParent) const override;
 
 private:
     void refilter();
+    bool acceptsNode(const ContactsTreeItem *item) const;
+    void updateKept() const;
     void onSearchIndexChanged();
     bool inSchool(const ContactsTreeItem *item) const;
 
@@ -71,4 +77,10 @@ private:
     bool m_enabledOnly = false;
     QString m_searchText;
     bool m_refilterQueued = false;
+    // With a search text: the matches that pass the other filters, and their ancestors.
+    mutable std::vector<quint8> m_kept;
+    mutable std::vector<int> m_keptEntries;
+    mutable quint64 m_keptGeneration = ~quint64(0);
+    mutable quint64 m_keptCourseId = 0;
+    quint64 m_filterGeneration = 0;
 };
