@@ -136,15 +136,6 @@ int main(int argc, char **argv)
                 QElapsedTimer t;
                 t.start();
                 proxy.setSearchText(word.left(n));
-                    const double b = ms(m);
-                    for (const QModelIndex &idx : proxy.matchAncestors(200))
-                        view.expand(idx);
-                    const double c = ms(m);
-                    view.viewport()->repaint();
-                    QCoreApplication::processEvents();
-                    std::printf("%s: match %.2f filter %.2f expand %.2f paint %.2f matches %d\n", qPrintable(word.left(n)), a, b - a, c - b, ms(m) - c, int(proxy.contactsSearch()->matchedEntries().size()));
-                }
-                proxy.setSearchText(word.left(n));
                 for (const QModelIndex &idx : proxy.matchAncestors(200))
                     view.expand(idx);
                 view.viewport()->repaint();
