@@ -1,4 +1,5 @@
 #include "chatengine.h"
+#include "chatmsgstore.h"
 
 namespace OrvEngine {
 
@@ -18,8 +19,20 @@ void ChatEngine::release()
 }
 
 ChatEngine::ChatEngine()
+    : m_store(new ChatMsgStore(this))
 {
     registerMetaTypes();
+}
+
+void ChatEngine::clear()
+{
+    m_sessions.clear();
+    m_store->clear();
+}
+
+ChatMsgPtr ChatEngine::sendChatMsg(const ChatMsgPtr &msg)
+{
+    return m_store->send(msg);
 }
 
 int ChatEngine::indexOf(const ClusterID &id) const
