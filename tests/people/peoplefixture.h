@@ -30,7 +30,7 @@ inline const char *kPeopleWorld = R"({
   ],
   "clusters": [
     {"id": 100, "type": "group", "name": "数学组", "schoolId": 901},
-    {"id": 301, "type": "class", "name": "三年级二班", "schoolId": 900, "courseType": 7, "members": [
+    {"id": 301, "type": "class", "name": "三年级二班", "schoolId": 900, "courseType": 7, "owner": 2, "everyoneCanJoin": true, "members": [
       {"uid": 1, "lessonIdentity": "teacher"},
       {"uid": 50},
       {"uid": 51, "nickname": "小明"}
