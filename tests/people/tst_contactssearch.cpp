@@ -203,13 +203,25 @@ private Q_SLOTS:
         QVERIFY(model);
         ContactsSearch search(model);
         QVERIFY(namesOf(search, QStringLiteral("sxz")).contains(QStringLiteral("数学组")));
-        // A group renamed by the engine: the old pinyin no longer finds it, the new one does.
+        // A group renamed by the engine: the old pinyin no longer finds it, the new one does; only
+        // the renamed node was keyed again.
         ContactsEngine::instance()->renameCluster(ClusterID(100, Group), QStringLiteral("英语组"));
+        QVERIFY(search.isCurrent());
         QVERIFY(!namesOf(search, QStringLiteral("sxz")).contains(QStringLiteral("数学组")));
         QVERIFY(namesOf(search, QStringLiteral("yyz")).contains(QStringLiteral("英语组")));
         // A friend given an alias: found by the alias's pinyin, and still by the real name.
         ContactsEngine::instance()->setClusterAlias(ClusterID(7, User), QStringLiteral("王老师"));
+        QVERIFY(search.isCurrent());
         QVERIFY(namesOf(search, QStringLiteral("wls")).contains(QStringLiteral("王老师")));
+        // Renamed again, it moves before Anna 王丽 in the tree, and so among equal hits.
+        ContactsEngine::instance()->setClusterAlias(ClusterID(7, User), QStringLiteral("Andy 陆"));
+        QStringList friends;
+        for (const auto &h : search.search(QStringLiteral("an"))) {
+            if (h.group == ContactsSearch::Friends)
+                friends << h.name;
+        }
+        QCOMPARE(friends, (QStringList{QStringLiteral("Andy 陆"), QStringLiteral("Anna 王丽")}));
+        ContactsEngine::instance()->setClusterAlias(ClusterID(7, User), QStringLiteral("王老师"));
         QVERIFY(namesOf(search, QStringLiteral("lvxiao")).contains(QStringLiteral("王老师")));
         // Typing on narrows the last matches: the index is not rebuilt between keystrokes.
         search.match(QStringLiteral("w"));

@@ -257,12 +257,26 @@ ContactsSearch::ContactsSearch(ContactsTreeModel *model, QObject *parent)
     connect(model, &QAbstractItemModel::rowsRemoved, this, &ContactsSearch::markDirty);
     connect(model, &QAbstractItemModel::rowsInserted, this, &ContactsSearch::markDirty);
     connect(model, &QAbstractItemModel::rowsMoved, this, &ContactsSearch::markDirty);
-    connect(model, &QAbstractItemModel::layoutChanged, this, &ContactsSearch::markDirty);
+    // The tree's layout changes only reorder siblings: the nodes and their parents stay.
+    connect(model, &QAbstractItemModel::layoutChanged, this, [this] { m_orderDirty = true; });
     connect(model, &QAbstractItemModel::dataChanged, this, &ContactsSearch::onDataChanged);
     // Nicknames and cluster names behind a shown remark or alias are keys too.
     auto *contacts = ContactsEngine::instance();
-    connect(contacts, &ContactsEngine::updateUserInfo, this, &ContactsSearch::markDirty);
-    connect(contacts, &ContactsEngine::updateClusterInfo, this, &ContactsSearch::markDirty);
+    connect(contacts, &ContactsEngine::updateUserInfo, this, [this](const std::vector<quint64> &uids) {
+        auto sorted = uids;
+        std::sort(sorted.begin(), sorted.end());
+        refillWhere([&sorted](const Entry &e) {
+            return isPersonNode(e.item) && std::binary_search(sorted.begin(), sorted.end(), e.id);
+        });
+    });
+    connect(contacts, &ContactsEngine::updateClusterInfo, this, [this](const std::vector<ClusterID> &clusters) {
+        auto sorted = clusters;
+        std::sort(sorted.begin(), sorted.end());
+        refillWhere([&sorted](const Entry &e) {
+            return (e.type == Item::Group || e.type == Item::RecentChat)
+                && std::binary_search(sorted.begin(), sorted.end(), e.item->value());
+        });
+    });
 }
 
 ContactsSearch::~ContactsSearch() = default;
@@ -367,6 +381,8 @@ void ContactsSearch::rebuild()
     m_matchedEntries.clear();
     m_keyed = 0;
     m_dirty = false;
+    m_order.clear();
+    m_orderDirty = false;
     ++m_generation;
     if (!m_model) {
         m_ranks.clear();
@@ -493,13 +509,16 @@ QVector<ContactsSearch::Hit> ContactsSearch::search(const QString &text, int lim
     found.reserve(m_matchedEntries.size());
     for (int i : m_matchedEntries)
         found.push_back({i, Rank(m_ranks[size_t(i)]), groupOf(m_entries[size_t(i)].type)});
-    // Entries are in tree order, so the entry number keeps the tree's order among equals.
-    std::sort(found.begin(), found.end(), [](const Found &a, const Found &b) {
+    // Among equals the tree's order: the entry's number, or its place since siblings moved.
+    if (m_orderDirty)
+        updateOrder();
+    auto orderOf = [this](int entry) { return m_order.empty() ? quint32(entry) : m_order[size_t(entry)]; };
+    std::sort(found.begin(), found.end(), [&orderOf](const Found &a, const Found &b) {
         if (a.group != b.group)
             return a.group < b.group;
         if (a.rank != b.rank)
             return a.rank < b.rank;
-        return a.entry < b.entry;
+        return orderOf(a.entry) < orderOf(b.entry);
     });
     QVector<Hit> hits;
     QSet<QPair<int, quint64>> seen; // one hit per group and person or chat
@@ -517,6 +536,43 @@ QVector<ContactsSearch::Hit> ContactsSearch::search(const QString &text, int lim
     return hits;
 }
 
+bool ContactsSearch::refill(int i)
+{
+    Entry &e = m_entries[size_t(i)];
+    const auto oldKeys = e.keys;
+    const auto oldExtra = e.extra;
+    fillEntry(e);
+    if (e.keys == oldKeys && e.extra == oldExtra)
+        return false;
+    if (!m_query.isEmpty()) {
+        // Keep the matches of the current query true for this node.
+        const Rank r = rankEntry(e, Query(m_query));
+        const bool was = m_ranks[size_t(i)] != NoMatch;
+        m_ranks[size_t(i)] = r;
+        if (was && r == NoMatch)
+            m_matchedEntries.erase(std::remove(m_matchedEntries.begin(), m_matchedEntries.end(), i), m_matchedEntries.end());
+        else if (!was && r != NoMatch)
+            m_matchedEntries.insert(std::lower_bound(m_matchedEntries.begin(), m_matchedEntries.end(), i), i);
+    }
+    return true;
+}
+
+template<typename Pred>
+void ContactsSearch::refillWhere(Pred &&pred)
+{
+    if (m_dirty)
+        return;
+    bool changed = false;
+    for (int i = 0; i < int(m_entries.size()); ++i) {
+        if (m_entries[size_t(i)].keys && pred(m_entries[size_t(i)]))
+            changed = refill(i) || changed;
+    }
+    if (changed) {
+        ++m_generation;
+        Q_EMIT indexChanged();
+    }
+}
+
 void ContactsSearch::onDataChanged(const QModelIndex &topLeft, const QModelIndex &bottomRight, const QVector<int> &roles)
 {
     if (m_dirty || !m_model)
@@ -525,32 +581,36 @@ void ContactsSearch::onDataChanged(const QModelIndex &topLeft, const QModelIndex
         return;
     const QModelIndex parent = topLeft.parent();
     bool changed = false;
-    const Query q(m_query);
     for (int row = topLeft.row(); row <= bottomRight.row(); ++row) {
         const int i = entryOf(m_model->item(m_model->index(row, 0, parent)));
-        if (i < 0)
-            continue;
-        Entry &e = m_entries[size_t(i)];
-        const auto oldKeys = e.keys;
-        const auto oldExtra = e.extra;
-        fillEntry(e);
-        if (e.keys == oldKeys && e.extra == oldExtra)
-            continue;
-        changed = true;
-        if (m_query.isEmpty())
-            continue;
-        // Keep the matches of the current query true for this node.
-        const Rank r = rankEntry(e, q);
-        const bool was = m_ranks[size_t(i)] != NoMatch;
-        m_ranks[size_t(i)] = r;
-        if (was && r == NoMatch) {
-            m_matchedEntries.erase(std::remove(m_matchedEntries.begin(), m_matchedEntries.end(), i), m_matchedEntries.end());
-        } else if (!was && r != NoMatch) {
-            m_matchedEntries.insert(std::lower_bound(m_matchedEntries.begin(), m_matchedEntries.end(), i), i);
-        }
+        if (i >= 0)
+            changed = refill(i) || changed;
     }
     if (changed) {
         ++m_generation;
         Q_EMIT indexChanged();
     }
+}
+
+void ContactsSearch::updateOrder()
+{
+    // Siblings moved since the last build: number the entries in the tree's order again.
+    m_order.assign(m_entries.size(), 0);
+    std::vector<std::pair<const Item *, int>> stack;
+    stack.emplace_back(m_model->rootItem(), 0);
+    quint32 n = 0;
+    while (!stack.empty()) {
+        auto &[node, next] = stack.back();
+        if (next >= node->childCount()) {
+            stack.pop_back();
+            continue;
+        }
+        const Item *c = node->childItem(next++);
+        const int e = entryOf(c);
+        if (e >= 0)
+            m_order[size_t(e)] = n++;
+        if (c->childCount() > 0)
+            stack.emplace_back(c, 0);
+    }
+    m_orderDirty = false;
 }

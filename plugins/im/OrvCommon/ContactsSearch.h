@@ -107,6 +107,11 @@ private:
 
     void markDirty();
     void onDataChanged(const QModelIndex &topLeft, const QModelIndex &bottomRight, const QVector<int> &roles);
+    /// Keys the entry again; true when its keys changed.
+    bool refill(int entry);
+    template<typename Pred>
+    void refillWhere(Pred &&pred);
+    void updateOrder();
     void fillEntry(Entry &e) const;
     template<typename Q>
     static Rank rankEntry(const Entry &e, const Q &query);
@@ -120,5 +125,7 @@ private:
     quint64 m_generation = 0;
     bool m_dirty = true;
     QString m_query;
-    std::vector<int> m_matchedEntries; // in tree order; narrowed by a query that extends the last
+    std::vector<int> m_matchedEntries; // in entry order; narrowed by a query that extends the last
+    std::vector<quint32> m_order;      // tree order of each entry after siblings moved
+    bool m_orderDirty = false;
 };
