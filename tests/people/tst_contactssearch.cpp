@@ -346,9 +346,12 @@ private Q_SLOTS:
         contacts->setUsers({renamed});
         proxy.setSearchText(QStringLiteral("zhoua"));
         QVERIFY(dumpTree(&proxy).contains(QStringLiteral("12:张安娜")));
-        // A whole new world under the open proxies.
+        // The tree released under the open proxies: nothing found, nothing touched that is gone.
+        ContactsSearch *index = proxy.contactsSearch();
         PeopleFixture::resetAll();
         QCOMPARE(proxy.rowCount(), 0);
+        QVERIFY(index->search(QStringLiteral("zm")).isEmpty());
+        QCOMPARE(proxy.matchRank(proxy.index(0, 0)), ContactsSearch::NoMatch);
         QVERIFY(PeopleFixture::load());
         proxy.setSourceModel(ContactsTreeModel::instance());
         plain.setSourceModel(ContactsTreeModel::instance());

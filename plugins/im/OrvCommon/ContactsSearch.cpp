@@ -251,6 +251,7 @@ ContactsSearch::ContactsSearch(ContactsTreeModel *model, QObject *parent)
     , m_model(model)
 {
     // Nodes die in resets and removals: forget them before they go, rebuild on next use.
+    connect(model, &QObject::destroyed, this, &ContactsSearch::markDirty);
     connect(model, &QAbstractItemModel::modelAboutToBeReset, this, &ContactsSearch::markDirty);
     connect(model, &QAbstractItemModel::modelReset, this, &ContactsSearch::markDirty);
     connect(model, &QAbstractItemModel::rowsAboutToBeRemoved, this, &ContactsSearch::markDirty);

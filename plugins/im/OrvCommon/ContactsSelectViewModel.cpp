@@ -58,6 +58,11 @@ ContactsSelectViewModel::ContactsSelectViewModel(const Options &options, QObject
     m_empty = m_proxy->rowCount() == 0;
 }
 
+ContactsTreeModel *ContactsSelectViewModel::treeModel() const
+{
+    return m_tree.data();
+}
+
 ContactsSelectView *ContactsSelectViewModel::view() const
 {
     return m_view.data();
@@ -65,8 +70,8 @@ ContactsSelectView *ContactsSelectViewModel::view() const
 
 ContactsSelectViewModel::~ContactsSelectViewModel()
 {
-    if (ContactsTreeModel *tree = m_proxy->contactsModel())
-        tree->resetCheckState();
+    if (m_tree)
+        m_tree->resetCheckState();
 }
 
 void ContactsSelectViewModel::setNotice(const QString &text)
@@ -153,15 +158,17 @@ int ContactsSelectViewModel::indexOfPicked(const ClusterID &target) const
 
 bool ContactsSelectViewModel::isPickable(const QModelIndex &proxyIndex) const
 {
+    if (!m_tree || !proxyIndex.isValid())
+        return false;
     const Item *item = m_tree->item(m_proxy->mapToSource(proxyIndex));
-    if (!proxyIndex.isValid() || !item)
+    if (!item)
         return false;
     return !targetOf(item).isUnknowType() && !isTargetDisabled(item);
 }
 
 bool ContactsSelectViewModel::isPicked(const QModelIndex &proxyIndex) const
 {
-    if (!proxyIndex.isValid())
+    if (!m_tree || !proxyIndex.isValid())
         return false;
     const ClusterID target = targetOf(m_tree->item(m_proxy->mapToSource(proxyIndex)));
     return !target.isUnknowType() && indexOfPicked(target) >= 0;
@@ -169,6 +176,8 @@ bool ContactsSelectViewModel::isPicked(const QModelIndex &proxyIndex) const
 
 bool ContactsSelectViewModel::toggle(const QModelIndex &proxyIndex)
 {
+    if (!m_tree)
+        return false;
     if (isPicked(proxyIndex))
         return unpick(targetOf(m_tree->item(m_proxy->mapToSource(proxyIndex))));
     return pick(proxyIndex);
@@ -176,7 +185,7 @@ bool ContactsSelectViewModel::toggle(const QModelIndex &proxyIndex)
 
 bool ContactsSelectViewModel::pick(const QModelIndex &proxyIndex)
 {
-    if (!proxyIndex.isValid() || proxyIndex.model() != m_proxy)
+    if (!m_tree || !proxyIndex.isValid() || proxyIndex.model() != m_proxy)
         return false;
     const Item *item = m_tree->item(m_proxy->mapToSource(proxyIndex));
     const ClusterID target = targetOf(item);
@@ -203,7 +212,7 @@ bool ContactsSelectViewModel::pick(const QModelIndex &proxyIndex)
 bool ContactsSelectViewModel::pickTarget(const ClusterID &target)
 {
     ContactsSearch *index = m_proxy->contactsSearch();
-    if (!index)
+    if (!index || !m_tree)
         return false;
     index->ensureCurrent();
     for (int e = 0; e < index->entryCount(); ++e) {
@@ -234,7 +243,8 @@ void ContactsSelectViewModel::clearPicked()
         return;
     m_picked.clear();
     m_applying = true;
-    m_tree->resetCheckState();
+    if (m_tree)
+        m_tree->resetCheckState();
     m_applying = false;
     Q_EMIT pickedChanged();
 }
@@ -243,7 +253,7 @@ void ContactsSelectViewModel::applyChecks(const ClusterID &target, Qt::CheckStat
 {
     // Every place the person or chat stands in the tree shows the same state.
     ContactsSearch *index = m_proxy->contactsSearch();
-    if (!index)
+    if (!index || !m_tree)
         return;
     index->ensureCurrent();
     m_applying = true;

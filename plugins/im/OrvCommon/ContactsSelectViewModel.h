@@ -55,7 +55,8 @@ public:
 
     ContactsSelectView *view() const;
     ContactsSortFilterModel *proxyModel() const { return m_proxy; }
-    ContactsTreeModel *treeModel() const { return m_tree; }
+    /// Null once the process-wide tree was released.
+    ContactsTreeModel *treeModel() const;
 
     void setMaxCount(int maxCount);
     int maxCount() const { return m_maxCount; }
@@ -113,7 +114,7 @@ private:
     int indexOfPicked(const OrvEngine::ClusterID &target) const;
     bool isTargetDisabled(const ContactsTreeItem *item) const;
 
-    ContactsTreeModel *m_tree;
+    QPointer<ContactsTreeModel> m_tree;
     ContactsSortFilterModel *m_proxy;
     QPointer<ContactsSelectView> m_view;
     QList<Picked> m_picked;

@@ -64,7 +64,8 @@ void ContactsSortFilterModel::setSourceModel(QAbstractItemModel *sourceModel)
 
 ContactsTreeModel *ContactsSortFilterModel::contactsModel() const
 {
-    return static_cast<ContactsTreeModel *>(sourceModel());
+    // Null once the tree is gone (the proxy then holds Qt's empty model).
+    return qobject_cast<ContactsTreeModel *>(sourceModel());
 }
 
 bool ContactsSortFilterModel::isFiltering() const
@@ -184,7 +185,8 @@ void ContactsSortFilterModel::updateKept() const
 {
     m_search->ensureCurrent();
     const quint64 generation = m_search->generation() * 1000003u + m_filterGeneration;
-    const quint64 course = contactsModel()->customCourseId();
+    const ContactsTreeModel *tree = contactsModel();
+    const quint64 course = tree ? tree->customCourseId() : 0;
     if (m_keptGeneration == generation && m_keptCourseId == course && m_kept.size() == size_t(m_search->entryCount()))
         return;
     if (m_kept.size() == size_t(m_search->entryCount())) {
@@ -217,9 +219,9 @@ bool ContactsSortFilterModel::filterAcceptsRow(int sourceRow, const QModelIndex 
 {
     if (!isFiltering())
         return true;
-    if (!m_search)
-        return false;
     const ContactsTreeModel *tree = contactsModel();
+    if (!m_search || !tree)
+        return false;
     const Item *item = tree->item(tree->index(sourceRow, 0, sourceParent));
     updateKept();
     const int e = m_search->entryOf(item);
@@ -228,18 +230,19 @@ bool ContactsSortFilterModel::filterAcceptsRow(int sourceRow, const QModelIndex 
 
 ContactsSearch::Rank ContactsSortFilterModel::matchRank(const QModelIndex &proxyIndex) const
 {
-    if (m_searchText.isEmpty() || !m_search || !proxyIndex.isValid())
+    const ContactsTreeModel *tree = contactsModel();
+    if (m_searchText.isEmpty() || !m_search || !tree || !proxyIndex.isValid())
         return ContactsSearch::NoMatch;
-    return m_search->rankOf(contactsModel()->item(mapToSource(proxyIndex)));
+    return m_search->rankOf(tree->item(mapToSource(proxyIndex)));
 }
 
 QModelIndexList ContactsSortFilterModel::matchAncestors(int maxMatches) const
 {
     QModelIndexList out;
-    if (m_searchText.isEmpty() || !m_search)
+    const ContactsTreeModel *tree = contactsModel();
+    if (m_searchText.isEmpty() || !m_search || !tree)
         return out;
     updateKept();
-    const ContactsTreeModel *tree = contactsModel();
     std::vector<int> parents;
     std::vector<quint8> seen(size_t(m_search->entryCount()), 0);
     int count = 0;
