@@ -4,6 +4,7 @@
 #include "ContactsSelectViewModel.h"
 #include "ContactsSortFilterModel.h"
 #include "ContactsTreeModel.h"
+#include "cloudstyle.h"
 #include "orvlang.h"
 
 #include <QHBoxLayout>
@@ -91,6 +92,7 @@ ContactsSelectView::ContactsSelectView(ContactsSelectViewModel *model, QWidget *
     // Check boxes are painted from the tree's check states: repaint when those change.
     connect(model->treeModel(), &QAbstractItemModel::dataChanged, m_tree->viewport(), qOverload<>(&QWidget::update));
 
+    setStyleSheet(CloudStyle::styleSheet(QStringLiteral("ContactsSelectView")));
     expandDefault();
     refreshPicked();
     resize(720, 520);

@@ -5,6 +5,7 @@
 #include "ContactsSortFilterModel.h"
 #include "ContactsTreeModel.h"
 #include "bridgedialogs.h"
+#include "cloudstyle.h"
 #include "clusterqrcodewidget.h"
 #include "clustersecretwidget.h"
 #include "imsignalobject.h"
@@ -86,6 +87,7 @@ ClusterJoinWidget::ClusterJoinWidget(quint64 schoolId, quint64 courseId, bool wi
     m_requestTimer.setInterval(RequestTimeoutMs);
     connect(&m_requestTimer, &QTimer::timeout, this, &ClusterJoinWidget::requestTimeout);
     initWaitingSpinnerWidget();
+    setStyleSheet(CloudStyle::styleSheet(QStringLiteral("ClusterJoinWidget")));
     setIsHaveAccess(haveAccess);
     setUiText();
 
