@@ -13,6 +13,7 @@
 #include "orvwebservice.h"
 
 #include <QComboBox>
+#include <QDateTime>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
@@ -141,6 +142,35 @@ private Q_SLOTS:
         QVERIFY(w.turnOn(QStringLiteral("9999"), QStringLiteral("9999"), 60));
         w.startLeaving();
         QVERIFY(!w.turnOff(QStringLiteral("0007")));
+    }
+
+    void shouldLockTheWayOutAfterWrongPasswords()
+    {
+        TeenModeWidget w;
+        QVERIFY(w.turnOn(QStringLiteral("2468"), QStringLiteral("2468"), 60));
+        QSignalSpy changed(&w, &TeenModeWidget::teenModeChanged);
+        for (int i = 0; i < TeenModeWidget::MaxFailedAttempts; ++i)
+            QVERIFY(!w.turnOff(QStringLiteral("1111")));
+        QVERIFY(w.message().startsWith(QStringLiteral("ID_TeenMode_Locked")));
+        // Locked: the right password is refused too, also after a restart.
+        QVERIFY(!w.turnOff(QStringLiteral("2468")));
+        QVERIFY(!w.changeDailyLimit(QStringLiteral("2468"), 120));
+        const qint64 lockedUntil = TeenModeWidget::loadState().lockedUntil;
+        const qint64 now = QDateTime::currentMSecsSinceEpoch();
+        QVERIFY(lockedUntil > now + TeenModeWidget::LockMs - 60000 && lockedUntil <= now + TeenModeWidget::LockMs);
+        TeenModeWidget restarted;
+        QVERIFY(!restarted.turnOff(QStringLiteral("2468")));
+        QCOMPARE(changed.count(), 0);
+        // Once the lock has run out (its end moved into the past here), the password works.
+        TeenModeWidget::State s = TeenModeWidget::loadState();
+        QString stored = OrvSettings::instance()->value(QLatin1String(TeenModeWidget::SettingsKey)).toString();
+        stored.replace(QString::number(double(s.lockedUntil), 'g', 17), QStringLiteral("1000"));
+        stored.replace(QString::number(s.lockedUntil), QStringLiteral("1000"));
+        OrvSettings::instance()->setValue(QLatin1String(TeenModeWidget::SettingsKey), stored);
+        QCOMPARE(TeenModeWidget::loadState().lockedUntil, qint64(1000));
+        TeenModeWidget later;
+        QVERIFY(later.turnOff(QStringLiteral("2468")));
+        QVERIFY(!TeenModeWidget::isTeenModeOn());
     }
 
     void shouldReadADamagedEntryAsOffWithoutOverwritingIt_data()

@@ -9,6 +9,7 @@
 #include "imsignalobject.h"
 #include "joinhoverpixmapwidget.h"
 #include "qrcodeimage.h"
+#include "qrcodelabel.h"
 #include "waitingspinnerwidget.h"
 
 #include "contactsengine.h"
@@ -369,6 +370,13 @@ private Q_SLOTS:
     {
         QVERIFY(QRCodeImage::encode(QString()).isNull());
         QVERIFY(QRCodeImage::encode(QString(8000, QLatin1Char('x'))).isNull());
+        // A page given such a link says so and offers nothing to save.
+        ClusterQRCodeWidget page(0, false);
+        ClusterJoinInfo info;
+        info.link = QStringLiteral("https://x.org/") + QString(8000, QLatin1Char('x'));
+        page.setInfo(info);
+        QCOMPARE(page.codeLabel()->text(), QStringLiteral("ID_clusterqrcode_NoCode"));
+        QVERIFY(!page.findChild<QPushButton *>(QStringLiteral("saveQrCodeBtn"))->isEnabled());
         const QImage small = QRCodeImage::encode(QStringLiteral("https://example.org/j/1"), 4, 2);
         QCOMPARE(small.width(), (QRCodeImage::moduleCount(QStringLiteral("https://example.org/j/1")) + 4) * 4);
         QCOMPARE(decodeQr(QRCodeImage::encode(QStringLiteral("加入班级 https://x.org/?a=1&b=二"))),

@@ -6,6 +6,7 @@
 
 #include <QComboBox>
 #include <QCryptographicHash>
+#include <QDateTime>
 #include <QFormLayout>
 #include <QHBoxLayout>
 #include <QJsonDocument>
@@ -177,6 +178,8 @@ TeenModeWidget::State TeenModeWidget::loadState()
     s.dailyLimitMinutes = enabled ? limit : 0;
     s.salt = salt;
     s.passwordHash = hash;
+    s.failedAttempts = std::max(0, o.value(QStringLiteral("failedAttempts")).toInt());
+    s.lockedUntil = qint64(o.value(QStringLiteral("lockedUntil")).toDouble());
     return s;
 }
 
@@ -196,6 +199,33 @@ bool TeenModeWidget::checkPassword(const QString &password) const
     return m_state.enabled && isValidPassword(password) && hashOf(m_state.salt, password) == m_state.passwordHash;
 }
 
+bool TeenModeWidget::acceptPassword(const QString &password)
+{
+    const qint64 now = QDateTime::currentMSecsSinceEpoch();
+    // A clock set back never makes the lock longer than one lock.
+    const qint64 lockedUntil = std::min(m_state.lockedUntil, now + LockMs);
+    if (lockedUntil > now) {
+        setMessage(OrvLang::format("ID_TeenMode_Locked", {QString::number((lockedUntil - now + 59999) / 60000)}));
+        return false;
+    }
+    if (checkPassword(password))
+        return true;
+    // Four digits are quickly tried out: a run of wrong ones locks the way out for a while,
+    // and a restart does not lift it.
+    State next = m_state;
+    next.failedAttempts = m_state.failedAttempts + 1;
+    if (next.failedAttempts >= MaxFailedAttempts) {
+        next.failedAttempts = 0;
+        next.lockedUntil = now + LockMs;
+    }
+    qCInfo(lcAccount) << "wrong teen-mode password, attempt" << m_state.failedAttempts + 1;
+    store(next);
+    m_leavePassword->clear();
+    setMessage(next.lockedUntil > now ? OrvLang::format("ID_TeenMode_Locked", {QString::number(LockMs / 60000)})
+                                      : OrvLang::text("ID_TeenMode_WrongPassword"));
+    return false;
+}
+
 bool TeenModeWidget::store(const State &state)
 {
     QJsonObject o{{QStringLiteral("enabled"), state.enabled}};
@@ -203,6 +233,10 @@ bool TeenModeWidget::store(const State &state)
         o.insert(QStringLiteral("dailyLimitMinutes"), state.dailyLimitMinutes);
         o.insert(QStringLiteral("salt"), state.salt);
         o.insert(QStringLiteral("passwordHash"), state.passwordHash);
+        if (state.failedAttempts)
+            o.insert(QStringLiteral("failedAttempts"), state.failedAttempts);
+        if (state.lockedUntil)
+            o.insert(QStringLiteral("lockedUntil"), double(state.lockedUntil));
     }
     const QString text = QString::fromUtf8(QJsonDocument(o).toJson(QJsonDocument::Compact));
     OrvSettings *settings = OrvSettings::instance();
@@ -214,9 +248,11 @@ bool TeenModeWidget::store(const State &state)
         setMessage(OrvLang::text("ID_TeenMode_CannotSave"));
         return false;
     }
+    const bool changed = state.enabled != m_state.enabled || state.dailyLimitMinutes != m_state.dailyLimitMinutes;
     m_state = state;
     refreshOnPage();
-    Q_EMIT teenModeChanged(state.enabled, state.dailyLimitMinutes);
+    if (changed)
+        Q_EMIT teenModeChanged(state.enabled, state.dailyLimitMinutes);
     return true;
 }
 
@@ -287,7 +323,6 @@ bool TeenModeWidget::turnOn(const QString &password, const QString &confirmation
     if (!store(next))
         return false;
     qCInfo(lcAccount) << "teen mode on, daily limit" << dailyLimitMinutes << "minutes";
-    m_failedAttempts = 0;
     setMessage(QString());
     showPage(OnPage);
     return true;
@@ -306,17 +341,11 @@ bool TeenModeWidget::turnOff(const QString &password)
 {
     if (!m_state.enabled)
         return false;
-    if (!checkPassword(password)) {
-        ++m_failedAttempts;
-        qCInfo(lcAccount) << "wrong teen-mode password, attempt" << m_failedAttempts;
-        m_leavePassword->clear();
-        setMessage(OrvLang::text("ID_TeenMode_WrongPassword"));
+    if (!acceptPassword(password))
         return false;
-    }
     if (!store(State()))
         return false;
     qCInfo(lcAccount) << "teen mode off";
-    m_failedAttempts = 0;
     setMessage(QString());
     showPage(OffPage);
     return true;
@@ -326,14 +355,11 @@ bool TeenModeWidget::changeDailyLimit(const QString &password, int dailyLimitMin
 {
     if (!m_state.enabled || !dailyLimits().contains(dailyLimitMinutes))
         return false;
-    if (!checkPassword(password)) {
-        ++m_failedAttempts;
-        m_leavePassword->clear();
-        setMessage(OrvLang::text("ID_TeenMode_WrongPassword"));
+    if (!acceptPassword(password))
         return false;
-    }
     State next = m_state;
     next.dailyLimitMinutes = dailyLimitMinutes;
+    next.failedAttempts = 0;
     if (!store(next))
         return false;
     setMessage(QString());

@@ -31,11 +31,16 @@ public:
         int dailyLimitMinutes = 0;
         QString salt;         ///< hex
         QString passwordHash; ///< hex SHA-256 of salt and password
+        int failedAttempts = 0;
+        qint64 lockedUntil = 0; ///< ms since the epoch; wrong passwords lock the way out until then
         bool damaged = false; ///< the stored entry could not be read
     };
 
     static constexpr const char *SettingsKey = "TeenMode";
     static constexpr int PasswordLength = 4;
+    /// Wrong passwords in a row before the way out locks, and for how long.
+    static constexpr int MaxFailedAttempts = 5;
+    static constexpr int LockMs = 10 * 60 * 1000;
     /// The daily limits offered, in minutes.
     static QList<int> dailyLimits() { return {40, 60, 90, 120}; }
 
@@ -55,7 +60,8 @@ public:
     bool turnOn(const QString &password, const QString &confirmation, int dailyLimitMinutes);
     /// Shows the page asking for the password (from the on page).
     void startLeaving();
-    /// Turns teen mode off with the password. False (and a message) for a wrong one.
+    /// Turns teen mode off with the password. False (and a message) for a wrong one, and while
+    /// locked after MaxFailedAttempts wrong ones (the lock is kept in the settings too).
     bool turnOff(const QString &password);
     /// Changes the daily limit; needs the password too.
     bool changeDailyLimit(const QString &password, int dailyLimitMinutes);
@@ -74,6 +80,8 @@ private:
     static bool isValidPassword(const QString &password);
     static QString hashOf(const QString &salt, const QString &password);
     bool checkPassword(const QString &password) const;
+    /// Checks a password given to leave or change the limit, counting failures and locking.
+    bool acceptPassword(const QString &password);
     bool store(const State &state);
     void showPage(Page page);
     void setMessage(const QString &text);
@@ -88,5 +96,4 @@ private:
     QLabel *m_onStatus;
     QComboBox *m_onLimit;
     QLineEdit *m_leavePassword;
-    int m_failedAttempts = 0;
 };

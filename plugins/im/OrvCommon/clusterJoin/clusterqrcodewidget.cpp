@@ -222,7 +222,9 @@ void ClusterQRCodeWidget::updatePictures()
         m_stack->setCurrentWidget(m_noAccessLabel);
     } else {
         if (m_code.isNull()) {
-            m_codeLabel->setText(OrvLang::text("ID_Loading_Ellipsis"));
+            // No link yet, or one no QR code can hold.
+            const bool noLink = m_info.link.isEmpty() && m_info.qrLink.isEmpty();
+            m_codeLabel->setText(OrvLang::text(noLink ? "ID_Loading_Ellipsis" : "ID_clusterqrcode_NoCode"));
         } else {
             // Whole-pixel scaling keeps the modules crisp for the camera.
             m_codeLabel->setPixmap(QPixmap::fromImage(m_code.scaled(kCodeSide, kCodeSide, Qt::KeepAspectRatio, Qt::FastTransformation)));
