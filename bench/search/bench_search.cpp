@@ -22,6 +22,7 @@
 #include <QTreeView>
 #include <algorithm>
 #include <cstdio>
+#include <ctime>
 
 using namespace OrvEngine;
 
@@ -42,6 +43,14 @@ double percentile(std::vector<double> v, double p)
 double ms(const QElapsedTimer &t)
 {
     return double(t.nsecsElapsed()) / 1e6;
+}
+
+// CPU time of this thread: what a keystroke costs when other processes share the cores.
+double threadCpuMs()
+{
+    timespec ts{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &ts);
+    return double(ts.tv_sec) * 1e3 + double(ts.tv_nsec) / 1e6;
 }
 
 // The tree from instance() to syncEnd, as the contacts benchmark times it.
@@ -128,19 +137,23 @@ int main(int argc, char **argv)
         QStringLiteral("zw"), QStringLiteral("wxm"), QStringLiteral("lzh"), QStringLiteral("cxy"),
         QStringLiteral("Emma Brown"), QStringLiteral("Class 3"),
     };
-    std::vector<double> keystrokes;
+    std::vector<double> keystrokes, keystrokesCpu;
     int shownAfterLast = 0;
     for (int round = 0; round < 3; ++round) {
         for (const QString &word : typed) {
             for (int n = 1; n <= word.size(); ++n) {
                 QElapsedTimer t;
                 t.start();
+                const double cpu0 = threadCpuMs();
+                // As the selection view does: only the ancestors of this search stay open.
                 proxy.setSearchText(word.left(n));
+                view.collapseAll();
                 for (const QModelIndex &idx : proxy.matchAncestors(200))
                     view.expand(idx);
                 view.viewport()->repaint();
                 QCoreApplication::processEvents();
                 keystrokes.push_back(ms(t));
+                keystrokesCpu.push_back(threadCpuMs() - cpu0);
             }
             shownAfterLast = proxy.rowCount();
             proxy.setSearchText(QString());
@@ -154,6 +167,7 @@ int main(int argc, char **argv)
     QJsonObject metrics{
         {QStringLiteral("keystroke_ms"), keystroke},
         {QStringLiteral("keystroke_p90_ms"), percentile(keystrokes, 0.9)},
+        {QStringLiteral("keystroke_cpu_ms"), median(keystrokesCpu)},
         {QStringLiteral("pinyin_index_ms"), pinyinIndex},
         {QStringLiteral("full_build_ms"), fullBuild},
         {QStringLiteral("nodes"), nodes},
@@ -164,6 +178,7 @@ int main(int argc, char **argv)
     std::printf("%-20s %12s  %-34s %s\n", "metric", "value", "target", "");
     std::printf("%-20s %12.3f  %-34s %s\n", "keystroke_ms", keystroke, "<= 16", keystroke <= 16 ? "ok" : "MISSED");
     std::printf("%-20s %12.3f  %-34s\n", "keystroke_p90_ms", percentile(keystrokes, 0.9), "(first letters scan everything)");
+    std::printf("%-20s %12.3f  %-34s\n", "keystroke_cpu_ms", median(keystrokesCpu), "(this thread's CPU time, median)");
     std::printf("%-20s %12.3f  %-34s %s\n", "pinyin_index_ms", pinyinIndex,
                 qPrintable(QStringLiteral("<= full_build_ms (%1)").arg(fullBuild, 0, 'f', 1)),
                 pinyinIndex <= fullBuild ? "ok" : "MISSED");

@@ -259,7 +259,11 @@ ContactsSearch::ContactsSearch(ContactsTreeModel *model, QObject *parent)
     connect(model, &QAbstractItemModel::rowsInserted, this, &ContactsSearch::markDirty);
     connect(model, &QAbstractItemModel::rowsMoved, this, &ContactsSearch::markDirty);
     // The tree's layout changes only reorder siblings: the nodes and their parents stay.
-    connect(model, &QAbstractItemModel::layoutChanged, this, [this] { m_orderDirty = true; });
+    connect(model, &QAbstractItemModel::layoutChanged, this, [this] {
+        m_orderDirty = true;
+        m_children.clear();
+        ++m_layoutGeneration;
+    });
     connect(model, &QAbstractItemModel::dataChanged, this, &ContactsSearch::onDataChanged);
     // Nicknames and cluster names behind a shown remark or alias are keys too.
     auto *contacts = ContactsEngine::instance();
@@ -340,6 +344,8 @@ void ContactsSearch::markDirty()
         return;
     m_dirty = true;
     ++m_generation;
+    ++m_layoutGeneration;
+    m_children.clear();
     m_entries.clear();
     m_ranks.clear();
     m_entryOf.clear();
@@ -377,11 +383,17 @@ void ContactsSearch::fillEntry(Entry &e) const
 
 void ContactsSearch::rebuild()
 {
+    // A rebuilt tree is about as large as the last one.
+    const size_t expected = std::max(m_entries.size(), m_lastSize);
     m_entries.clear();
     m_entryOf.clear();
+    m_entries.reserve(expected);
+    m_entryOf.reserve(int(expected));
     m_matchedEntries.clear();
     m_keyed = 0;
     m_dirty = false;
+    m_children.clear();
+    ++m_layoutGeneration;
     m_order.clear();
     m_orderDirty = false;
     ++m_generation;
@@ -415,6 +427,7 @@ void ContactsSearch::rebuild()
             stack.push_back({c, self, 0});
     }
     m_ranks.assign(m_entries.size(), quint8(NoMatch));
+    m_lastSize = m_entries.size();
     // Names no longer in the tree need not stay cached.
     if (ContactsPinyin::cachedNames() > 2 * m_keyed + 1024)
         ContactsPinyin::trimNameCache();
@@ -430,6 +443,22 @@ void ContactsSearch::ensureCurrent()
     m_query.clear();
     if (!query.isEmpty())
         runMatch(query);
+}
+
+const std::vector<int> &ContactsSearch::childEntries(int parentEntry)
+{
+    ensureCurrent();
+    auto it = m_children.find(parentEntry);
+    if (it != m_children.end())
+        return it->second;
+    std::vector<int> &rows = m_children[parentEntry];
+    const Item *parent = parentEntry < 0 ? (m_model ? m_model->rootItem() : nullptr) : itemAt(parentEntry);
+    if (parent) {
+        rows.reserve(size_t(parent->childCount()));
+        for (int r = 0; r < parent->childCount(); ++r)
+            rows.push_back(entryOf(parent->childItem(r)));
+    }
+    return rows;
 }
 
 int ContactsSearch::entryOf(const ContactsTreeItem *item) const

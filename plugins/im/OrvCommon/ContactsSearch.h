@@ -9,6 +9,7 @@
 #include <QObject>
 #include <QPointer>
 #include <QVector>
+#include <unordered_map>
 #include <vector>
 
 class ContactsTreeModel;
@@ -75,6 +76,11 @@ public:
     /// -1 for a child of the root.
     int parentOf(int entry) const { return m_entries[size_t(entry)].parent; }
     Rank rankAt(int entry) const { return Rank(m_ranks[size_t(entry)]); }
+    /// The entries of a node's children by row (-1 for a child of the root). Kept until the
+    /// tree changes, so a filter reading row after row needs no lookup per row.
+    const std::vector<int> &childEntries(int parentEntry);
+    /// Changes whenever childEntries() may answer differently.
+    quint64 layoutGeneration() const { return m_layoutGeneration; }
     /// Entries that matched the last query, in tree order.
     const std::vector<int> &matchedEntries() const { return m_matchedEntries; }
 
@@ -122,10 +128,13 @@ private:
     std::vector<quint8> m_ranks;       // per entry, for the last query
     QHash<const ContactsTreeItem *, int> m_entryOf;
     int m_keyed = 0;
+    size_t m_lastSize = 0;
     quint64 m_generation = 0;
     bool m_dirty = true;
     QString m_query;
     std::vector<int> m_matchedEntries; // in entry order; narrowed by a query that extends the last
     std::vector<quint32> m_order;      // tree order of each entry after siblings moved
     bool m_orderDirty = false;
+    std::unordered_map<int, std::vector<int>> m_children; // by parent entry, filled on demand
+    quint64 m_layoutGeneration = 0;
 };

@@ -114,6 +114,9 @@ void ContactsSelectView::onSearchTextChanged(const QString &text)
     if (m_model->proxyModel()->searchText().isEmpty()) {
         expandDefault();
     } else {
+        // Only the ancestors of this search stay open: a heading left open from an earlier
+        // search could hold thousands of rows to lay out on every keystroke.
+        m_tree->collapseAll();
         for (const QModelIndex &idx : m_model->proxyModel()->matchAncestors(200))
             m_tree->expand(idx);
     }

@@ -222,9 +222,19 @@ bool ContactsSortFilterModel::filterAcceptsRow(int sourceRow, const QModelIndex 
     const ContactsTreeModel *tree = contactsModel();
     if (!m_search || !tree)
         return false;
-    const Item *item = tree->item(tree->index(sourceRow, 0, sourceParent));
     updateKept();
-    const int e = m_search->entryOf(item);
+    const void *parent = sourceParent.internalPointer();
+    if (parent != m_lastParent || m_lastLayoutGeneration != m_search->layoutGeneration() || !m_lastChildren) {
+        const int parentEntry = sourceParent.isValid() ? m_search->entryOf(tree->item(sourceParent)) : -1;
+        if (sourceParent.isValid() && parentEntry < 0)
+            return false;
+        m_lastChildren = &m_search->childEntries(parentEntry);
+        m_lastParent = parent;
+        m_lastLayoutGeneration = m_search->layoutGeneration();
+    }
+    if (sourceRow < 0 || size_t(sourceRow) >= m_lastChildren->size())
+        return false;
+    const int e = (*m_lastChildren)[size_t(sourceRow)];
     return e >= 0 && m_kept[size_t(e)];
 }
 
@@ -236,7 +246,7 @@ ContactsSearch::Rank ContactsSortFilterModel::matchRank(const QModelIndex &proxy
     return m_search->rankOf(tree->item(mapToSource(proxyIndex)));
 }
 
-QModelIndexList ContactsSortFilterModel::matchAncestors(int maxMatches) const
+QModelIndexList ContactsSortFilterModel::matchAncestors(int maxMatches, int maxRows) const
 {
     QModelIndexList out;
     const ContactsTreeModel *tree = contactsModel();
@@ -259,10 +269,16 @@ QModelIndexList ContactsSortFilterModel::matchAncestors(int maxMatches) const
         }
         parents.insert(parents.end(), chain.rbegin(), chain.rend());
     }
+    QSet<QModelIndex> tooLong;
     for (int a : parents) {
         const QModelIndex proxy = mapFromSource(tree->indexFromItem(m_search->itemAt(a)));
-        if (proxy.isValid())
-            out.append(proxy);
+        if (!proxy.isValid() || tooLong.contains(proxy.parent()))
+            continue;
+        if (rowCount(proxy) > maxRows) {
+            tooLong.insert(proxy);
+            continue;
+        }
+        out.append(proxy);
     }
     return out;
 }

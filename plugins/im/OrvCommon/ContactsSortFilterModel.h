@@ -50,8 +50,9 @@ public:
     /// NoMatch for rows shown only as ancestors, or when there is no search text.
     ContactsSearch::Rank matchRank(const QModelIndex &proxyIndex) const;
     /// Proxy indexes of the ancestors of the first maxMatches matches, parents before children,
-    /// for a view to expand.
-    QModelIndexList matchAncestors(int maxMatches = 500) const;
+    /// for a view to expand. An ancestor showing more than maxRows rows is left out (with what is
+    /// below it): a view laying out thousands of rows per keystroke would lag behind the typing.
+    QModelIndexList matchAncestors(int maxMatches = 500, int maxRows = 300) const;
 
     /// Whether any filter is set.
     bool isFiltering() const;
@@ -82,5 +83,9 @@ private:
     mutable std::vector<int> m_keptEntries;
     mutable quint64 m_keptGeneration = ~quint64(0);
     mutable quint64 m_keptCourseId = 0;
+    // The children of the parent asked for last: the proxy asks row after row of one parent.
+    mutable const void *m_lastParent = nullptr;
+    mutable const std::vector<int> *m_lastChildren = nullptr;
+    mutable quint64 m_lastLayoutGeneration = ~quint64(0);
     quint64 m_filterGeneration = 0;
 };
