@@ -232,6 +232,7 @@ void PeoplePage::search(const QString &text)
     QElapsedTimer t;
     t.start();
     m_proxy->setSearchText(text);
+    m_tree->collapseAll();
     for (const QModelIndex &idx : m_proxy->matchAncestors(200))
         m_tree->expand(idx);
     const double filterMs = double(t.nsecsElapsed()) / 1e6;
