@@ -13,6 +13,7 @@
 #include "waitingspinnerwidget.h"
 
 #include "contactsengine.h"
+#include "schoolsettingmanager.h"
 #include "orvhttpmanager.h"
 #include "orvlang.h"
 #include "orvschoolservice.h"
@@ -211,6 +212,26 @@ private Q_SLOTS:
         QTest::qWait(50);
         QCOMPARE(rejected.count(), 1);
         QCOMPARE(m_messages->texts.size(), 1);
+    }
+
+    void shouldWaitForTheSchoolSettingsOfItsOwnSchool()
+    {
+        Org::SchoolSettingManager::release();
+        auto w = makeWidget(301, false, false, 0);
+        QVERIFY(!w->isSchoolSettingReady());
+        auto *settings = Org::SchoolSettingManager::getInstance();
+        // Another school's answer, then a failure of its own: still waiting, the failure logged.
+        settings->setSchoolSetting(901, std::make_shared<Org::SchoolSettingInfo>());
+        QVERIFY(!w->isSchoolSettingReady());
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("errorNo: 40300")));
+        settings->failSchoolSetting(900, 0, 40300, QStringLiteral("expired"));
+        QVERIFY(!w->isSchoolSettingReady());
+        settings->setSchoolSetting(900, std::make_shared<Org::SchoolSettingInfo>());
+        QVERIFY(w->isSchoolSettingReady());
+        // A panel opened later finds them known at once.
+        auto later = makeWidget(301, false, false, 0);
+        QVERIFY(later->isSchoolSettingReady());
+        QTRY_VERIFY(!later->secretWidget()->info().link.isEmpty());
     }
 
     void shouldRejectAnotherSchoolSilently()
