@@ -228,11 +228,13 @@ bool ContactsSelectViewModel::pickTarget(const ClusterID &target)
 
 bool ContactsSelectViewModel::unpick(const ClusterID &target)
 {
-    const int i = indexOfPicked(target);
+    // A copy: the caller's reference may be into the list about to lose it.
+    const ClusterID gone = target;
+    const int i = indexOfPicked(gone);
     if (i < 0)
         return false;
     m_picked.removeAt(i);
-    applyChecks(target, Qt::Unchecked);
+    applyChecks(gone, Qt::Unchecked);
     Q_EMIT pickedChanged();
     return true;
 }
