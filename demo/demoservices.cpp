@@ -3,6 +3,7 @@
 
 #include "contactsengine.h"
 #include "orvclouddisk.h"
+#include "orvschoolservice.h"
 #include "orvhttpmanager.h"
 #include "orvwebservice.h"
 #include "orvwebview.h"
@@ -14,6 +15,7 @@
 namespace {
 struct Services {
     std::unique_ptr<OrvCloudDisk> disk;
+    std::unique_ptr<OrvSchoolService> schools = std::make_unique<OrvSchoolService>();
     std::unique_ptr<OrvWebService> service;
     bool started = false;
 };
@@ -25,6 +27,7 @@ Services &services()
         s.disk = std::make_unique<OrvCloudDisk>(OrvEngine::ContactsEngine::instance()->currentUid());
         s.service = std::make_unique<OrvWebService>();
         s.disk->install(*s.service);
+        s.schools->install(*s.service);
         s.started = s.service->start();
         if (s.started) {
             const QUrl base = s.service->baseUrl();
@@ -49,6 +52,11 @@ OrvWebService *DemoServices::webService()
 OrvCloudDisk *DemoServices::cloudDisk()
 {
     return services().disk.get();
+}
+
+OrvSchoolService *DemoServices::schoolService()
+{
+    return services().schools.get();
 }
 
 QUrl DemoServices::baseUrl()

@@ -4,6 +4,7 @@
 #include <QUrl>
 
 class OrvCloudDisk;
+class OrvSchoolService;
 class OrvWebService;
 
 /// The demo's one local web service, with the cloud disk on it, started on first use and pointed
@@ -14,5 +15,7 @@ public:
     /// Null (with a log line) when the service cannot listen.
     static OrvWebService *webService();
     static OrvCloudDisk *cloudDisk();
+    /// Schools and courses of the join panel and the school binding.
+    static OrvSchoolService *schoolService();
     static QUrl baseUrl();
 };

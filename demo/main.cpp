@@ -5,6 +5,7 @@
 
 #include "orvlang.h"
 #include "orvsettings.h"
+#include "worldgenerator.h"
 #include "worldloader.h"
 
 #include <QApplication>
@@ -27,7 +28,7 @@ int main(int argc, char **argv)
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral("OrvCommon gallery"));
     parser.addHelpOption();
-    QCommandLineOption worldOption(QStringLiteral("world"), QStringLiteral("World file to load."), QStringLiteral("file"),
+    QCommandLineOption worldOption(QStringLiteral("world"), QStringLiteral("World file to load (\"large\": the generated large school)."), QStringLiteral("file"),
                                    QStringLiteral(ORV_DEMO_WORLD));
     QCommandLineOption pageOption(QStringLiteral("page"), QStringLiteral("Page to open first."), QStringLiteral("id"));
     QCommandLineOption shotOption(QStringLiteral("screenshot"), QStringLiteral("Render the window to a PNG and quit."),
@@ -50,7 +51,8 @@ int main(int argc, char **argv)
     OrvSettings::instance()->setFileName(QDir::temp().filePath(QStringLiteral("orv-demo-settings.ini")));
 
     WorldLoader loader;
-    if (!loader.loadFile(parser.value(worldOption))) {
+    const bool large = parser.value(worldOption) == QLatin1String("large");
+    if (!(large ? loader.load(WorldGenerator::generate(WorldGenerator::largeSchool())) : loader.loadFile(parser.value(worldOption)))) {
         std::fprintf(stderr, "%s\n", qPrintable(loader.error()));
         return 1;
     }

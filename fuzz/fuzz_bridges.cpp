@@ -675,6 +675,8 @@ void resetState()
     // The queue stays (a new one would set up its network stack again); what it allowed goes.
     OrvTransferQueue::instance()->clearAllowList();
     ShareToChatTool::instance()->clear();
+    // Shares are only recorded: a picker window per input would pile up.
+    ShareToChatTool::instance()->setPicksTargets(false);
     // Settings are written back to disk on every change: touch them only when a call did.
     const QString saveAs = QLatin1String(CloudDownload::SaveAsPathKey);
     if (OrvSettings::instance()->value(saveAs).toString() != g->chosen)

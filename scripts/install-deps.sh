@@ -9,6 +9,7 @@ PACKAGES=(
     libavformat-dev libavcodec-dev libavutil-dev libswscale-dev libswresample-dev
     libqrencode-dev libzxing-dev libcpp-httplib-dev
     qt5-image-formats-plugins kimageformat-plugins zlib1g-dev dbus-daemon
+    libqrencode-dev libzxing-dev libcpp-httplib-dev libicu-dev
     xvfb xauth fonts-noto-cjk fonts-dejavu-core
 )
 

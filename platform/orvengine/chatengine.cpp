@@ -1,5 +1,6 @@
 #include "chatengine.h"
 #include "chatfiletransfer.h"
+#include "chatmsgstore.h"
 
 namespace OrvEngine {
 
@@ -19,8 +20,20 @@ void ChatEngine::release()
 }
 
 ChatEngine::ChatEngine()
+    : m_store(new ChatMsgStore(this))
 {
     registerMetaTypes();
+}
+
+void ChatEngine::clear()
+{
+    m_sessions.clear();
+    m_store->clear();
+}
+
+ChatMsgPtr ChatEngine::sendChatMsg(const ChatMsgPtr &msg)
+{
+    return m_store->send(msg);
 }
 
 int ChatEngine::indexOf(const ClusterID &id) const

@@ -10,6 +10,7 @@
 namespace OrvEngine {
 
 class ChatFileTransfer;
+class ChatMsgStore;
 
 /// Reference chat engine: the recent sessions, and the message notifications of the share tool.
 class ChatEngine : public QObject
@@ -27,7 +28,13 @@ public:
     void touchSessions(const Sessions &sessions);
     void removeSessions(const Sessions &sessions);
     void insertSessionQuietly(const SessionPtr &session);
-    void clear() { m_sessions.clear(); }
+    void clear();
+
+    /// The messages of every chat (chatmsgstore.h).
+    ChatMsgStore *messageStore() const { return m_store; }
+    /// Sends a message to its chat: stored, and the chat becomes the newest recent chat.
+    /// Null when the message was refused.
+    ChatMsgPtr sendChatMsg(const ChatMsgPtr &msg);
 
     // Notifications about a message; the engine records them for whoever watches.
     void shieldingChatMsg(const ChatMsgPtr &msg);
@@ -60,6 +67,7 @@ private:
     int indexOf(const ClusterID &id) const;
     Sessions m_sessions;
     ChatFileTransfer *m_fileTransfer = nullptr;
+    ChatMsgStore *m_store;
     static ChatEngine *s_instance;
 };
 

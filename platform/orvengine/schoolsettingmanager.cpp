@@ -25,7 +25,8 @@ SchoolSettingInfoPtr SchoolSettingManager::getShoolSettingInfo(quint64 sid, bool
 void SchoolSettingManager::setSchoolSetting(quint64 sid, const SchoolSettingInfoPtr &info)
 {
     m_settings.insert(sid, info);
-    Q_EMIT getSchoolSettingFinished(sid, 0, 0, QString());
+    // As every web reply: no network error, error number 1 for success.
+    Q_EMIT getSchoolSettingFinished(sid, 0, 1, QString());
 }
 
 void SchoolSettingManager::failSchoolSetting(quint64 sid, int errorNo, int subCode, const QString &error)

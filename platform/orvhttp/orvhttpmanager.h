@@ -7,6 +7,7 @@
 #include <QObject>
 #include <QUrl>
 #include <QUrlQuery>
+#include <functional>
 
 class QNetworkAccessManager;
 class QNetworkRequest;
@@ -59,6 +60,16 @@ public:
     /// The same for a file another user shared.
     OrvHttpReply *requestDownloadSharedFileUrl(quint64 userFileId, quint64 shareUid, int referenceType = 0,
                                                quint64 referenceId = 0);
+    // Requests of the class join panel and the school binding (orvhttpschoolrequests.cpp). The
+    // callback runs once with the reply's arguments, unless context is gone by then.
+    using ReplyCallback = std::function<void(const QJsonValue &data, int networkError, int errorNo, const QString &errorText)>;
+    /// GET "/api/course/getOpenCourseUrl": the course's join link and QR-code link, its serial code.
+    OrvHttpReply *requestGetOpenCourseUrl(quint64 schoolId, quint64 courseId, QObject *context, ReplyCallback callback);
+    /// GET "/api/school/getSchoolAuthInfo": the school's "SID" (decimal text) and "name".
+    OrvHttpReply *requestGetSchoolAuthInfo(quint64 schoolId, QObject *context, ReplyCallback callback);
+    /// POST "/api/school/bindInstallPlace": binds this installation (machineId) to a school.
+    OrvHttpReply *requestBindInstallPlace(quint64 schoolId, const QString &schoolName, const QString &machineId,
+                                          QObject *context, ReplyCallback callback);
 
     /// Shared with downloads done elsewhere.
     QNetworkAccessManager *networkAccessManager() const { return m_nam; }

@@ -2,6 +2,7 @@
 #include "orvutils_logging.h"
 
 #include <QFile>
+#include <QVector>
 #include <QJsonDocument>
 #include <QJsonObject>
 
@@ -56,4 +57,30 @@ void OrvLang::clear()
 int OrvLang::size()
 {
     return table().size();
+}
+
+QString OrvLang::format(const char *id, const QStringList &args)
+{
+    // One pass, so a value that itself holds "%2" is never filled in again.
+    const QString t = text(id);
+    QString out;
+    out.reserve(t.size() + 16 * args.size());
+    QVector<bool> used(args.size(), false);
+    for (int i = 0; i < t.size(); ++i) {
+        if (t.at(i) == QLatin1Char('%') && i + 1 < t.size() && t.at(i + 1).isDigit()) {
+            const int n = t.at(i + 1).digitValue();
+            if (n >= 1 && n <= args.size()) {
+                out += args.at(n - 1);
+                used[n - 1] = true;
+                ++i;
+                continue;
+            }
+        }
+        out += t.at(i);
+    }
+    for (int i = 0; i < args.size(); ++i) {
+        if (!used[i])
+            out += QLatin1Char(' ') + args.at(i);
+    }
+    return out;
 }

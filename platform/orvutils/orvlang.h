@@ -3,6 +3,7 @@
 
 #include <QHash>
 #include <QString>
+#include <QStringList>
 
 /**
  * The client's translation layer: user-visible texts are looked up by string ID
@@ -14,6 +15,9 @@ class OrvLang
 public:
     static QString text(const QString &id);
     static QString text(const char *id) { return text(QString::fromLatin1(id)); }
+    /// The text with %1, %2... filled in. A text without the markers (a missing translation
+    /// shows its ID) gets the values after it, so they are never lost.
+    static QString format(const char *id, const QStringList &args);
 
     /// Loads a JSON object of ID → text, merged over what is loaded. False (and a log line) on a bad file.
     static bool loadTable(const QString &path);

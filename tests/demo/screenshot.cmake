@@ -1,5 +1,5 @@
 file(REMOVE "${OUT}")
-execute_process(COMMAND ${XVFB_RUN} -a -s "-screen 0 1600x1000x24" ${DEMO} --page ${PAGE} --delay 4000 --screenshot ${OUT}
+execute_process(COMMAND ${XVFB_RUN} -a -s "-screen 0 1600x1000x24" ${DEMO} --page ${PAGE} ${ARGS} --delay 4000 --screenshot ${OUT}
                 RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE err)
 if(NOT rc EQUAL 0)
     message(FATAL_ERROR "orv-demo failed (${rc}): ${out} ${err}")
