@@ -4,6 +4,7 @@
 #include "chatmsg.h"
 #include "session.h"
 
+#include <QHash>
 #include <QObject>
 #include <QVector>
 
@@ -25,7 +26,7 @@ public:
     void touchSessions(const Sessions &sessions);
     void removeSessions(const Sessions &sessions);
     void insertSessionQuietly(const SessionPtr &session);
-    void clear() { m_sessions.clear(); }
+    void clear();
 
     // Notifications about a message; the engine records them for whoever watches.
     void shieldingChatMsg(const ChatMsgPtr &msg);
@@ -46,8 +47,12 @@ protected:
     ChatEngine();
 
 private:
-    int indexOf(const ClusterID &id) const;
+    /// Position of the chat's session in m_sessions, -1 when there is none.
+    int indexOf(const ClusterID &id) const { return m_index.value(id, -1); }
+
+    // Sessions in the order they came, and where each chat's session is in that list.
     Sessions m_sessions;
+    QHash<ClusterID, int> m_index;
     static ChatEngine *s_instance;
 };
 
