@@ -139,6 +139,29 @@ private Q_SLOTS:
             QVERIFY2(firstDisorder(f.model->rootItem()).isEmpty(), qPrintable(firstDisorder(f.model->rootItem())));
         }
     }
+
+    // Last: it changes the process's default locale.
+    void aNewDefaultLocaleShouldReorderAtTheNextSort()
+    {
+        ContactsTreeItem friends(Item::MyFriendsZoom, ClusterID(2, Local));
+        const QStringList names{QStringLiteral("张伟"), QStringLiteral("Ben"), QStringLiteral("李娜"), QStringLiteral("阿明"),
+                                QStringLiteral("Anna")};
+        for (int i = 0; i < names.size(); ++i)
+            (new Item(Item::Friend, ClusterID(quint64(i + 1), User), &friends))->setName(names.at(i));
+        friends.sortChanged();
+        QVERIFY(friends.isChildOrderValid());
+
+        QLocale::setDefault(QLocale(QLocale::Chinese, QLocale::China));
+        // Sorted under the old order is not sorted under the new one.
+        QVERIFY(!friends.isChildOrderValid());
+        friends.sortChanged();
+        QVERIFY2(firstDisorder(&friends).isEmpty(), qPrintable(firstDisorder(&friends)));
+        QStringList listed;
+        for (int i = 0; i < friends.childCount(); ++i)
+            listed << friends.childItem(i)->name();
+        QCOMPARE(listed.mid(0, 3), (QStringList{"阿明", "李娜", "张伟"}));
+        QLocale::setDefault(QLocale::system());
+    }
 };
 
 QTEST_MAIN(ContactsOrderTest)
