@@ -14,6 +14,7 @@
 #include <QCommandLineParser>
 #include <QElapsedTimer>
 #include <QFile>
+#include <QHash>
 #include "benchresults.h"
 
 #include <QJsonDocument>
@@ -146,7 +147,9 @@ int main(int argc, char **argv)
     parser.addHelpOption();
     QCommandLineOption jsonOption(QStringLiteral("json"), QStringLiteral("Write the metrics to FILE."), QStringLiteral("file"));
     QCommandLineOption runsOption(QStringLiteral("runs"), QStringLiteral("Build runs (at least 5)."), QStringLiteral("n"), QStringLiteral("5"));
-    parser.addOptions({jsonOption, runsOption});
+    QCommandLineOption sessionsOption(QStringLiteral("sessions"), QStringLiteral("Sessions loaded into the chat engine."),
+                                      QStringLiteral("n"), QStringLiteral("1000000"));
+    parser.addOptions({jsonOption, runsOption, sessionsOption});
     parser.process(app);
     const int runs = std::max(5, parser.value(runsOption).toInt());
     QLocale::setDefault(QLocale(QLocale::Chinese, QLocale::China));
@@ -231,6 +234,39 @@ int main(int argc, char **argv)
         sessions100.push_back(ms(t));
     }
 
+    // A million sessions (--sessions) into the chat engine, as a world file's load does, next
+    // to the same sessions into a bare hash.
+    std::vector<double> loadSessions, loadSessionsBase;
+    const int sessionCount = std::max(1, parser.value(sessionsOption).toInt());
+    {
+        const int kSessions = sessionCount;
+        Sessions many;
+        many.reserve(kSessions);
+        for (int i = 0; i < kSessions; ++i)
+            many.push_back(std::make_shared<Session>(ClusterID(10000000 + quint64(i), i % 3 ? User : Group), quint32(i)));
+        for (int r = 0; r < 3; ++r) {
+            QHash<ClusterID, SessionPtr> bare;
+            QElapsedTimer t;
+            t.start();
+            for (const auto &s : many)
+                bare.insert(s->clusterID(), s);
+            loadSessionsBase.push_back(ms(t));
+        }
+        auto *chat = ChatEngine::instance();
+        const Sessions kept = chat->getSessions();
+        for (int r = 0; r < 3; ++r) {
+            chat->clear();
+            QElapsedTimer t;
+            t.start();
+            for (const auto &s : many)
+                chat->insertSessionQuietly(s);
+            loadSessions.push_back(ms(t));
+        }
+        chat->clear();
+        for (const auto &s : kept)
+            chat->insertSessionQuietly(s);
+    }
+
     QJsonObject metrics{
         {QStringLiteral("full_build_ms"), median(ours)},
         {QStringLiteral("baseline_build_ms"), median(base)},
@@ -238,6 +274,8 @@ int main(int argc, char **argv)
         {QStringLiteral("update_cluster_1_ms"), median(update1)},
         {QStringLiteral("update_cluster_1000_ms"), median(update1000)},
         {QStringLiteral("update_sessions_100_ms"), median(sessions100)},
+        {QStringLiteral("load_sessions_ms"), median(loadSessions)},
+        {QStringLiteral("baseline_sessions_ms"), median(loadSessionsBase)},
         {QStringLiteral("bytes_per_node"), median(oursBytes) / double(nodes)},
         {QStringLiteral("baseline_bytes_per_node"), median(baseBytes) / double(nodes)},
     };
@@ -259,10 +297,14 @@ int main(int argc, char **argv)
         {"update_cluster_1_ms", median(update1), QStringLiteral("<= 1"), median(update1) <= 1},
         {"update_cluster_1000_ms", median(update1000), QStringLiteral("<= 50"), median(update1000) <= 50},
         {"update_sessions_100_ms", median(sessions100), QStringLiteral("<= 5"), median(sessions100) <= 5},
+        {"load_sessions_ms", median(loadSessions), QStringLiteral("<= 3 x baseline (%1)").arg(3 * median(loadSessionsBase), 0, 'f', 1),
+         median(loadSessions) <= 3 * median(loadSessionsBase)},
+        {"baseline_sessions_ms", median(loadSessionsBase), QStringLiteral("QHash<ClusterID, SessionPtr>"), true},
         {"bytes_per_node", bpn, QStringLiteral("<= baseline (%1)").arg(bbpn, 0, 'f', 1), bpn <= bbpn},
         {"baseline_bytes_per_node", bbpn, QStringLiteral("QStandardItemModel"), true},
     };
-    std::printf("contacts tree, large school world: %zu nodes, %d build runs (medians)\n", nodes, runs);
+    std::printf("contacts tree, large school world: %zu nodes, %d build runs (medians); %d sessions loaded\n", nodes, runs,
+                sessionCount);
     std::printf("%-26s %12s  %-36s %s\n", "metric", "value", "target", "");
     for (const Row &r : rows)
         std::printf("%-26s %12.3f  %-36s %s\n", r.name, r.value, qPrintable(r.target), r.ok ? "ok" : "MISSED");
@@ -270,6 +312,7 @@ int main(int argc, char **argv)
     if (parser.isSet(jsonOption)) {
         QJsonObject out{{QStringLiteral("metrics"), metrics},
                         {QStringLiteral("nodes"), double(nodes)},
+                        {QStringLiteral("sessions"), sessionCount},
                         {QStringLiteral("runs"), runs}};
         if (!Bench::writeJson(parser.value(jsonOption), out))
             return 1;

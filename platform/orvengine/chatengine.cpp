@@ -28,21 +28,13 @@ ChatEngine::ChatEngine()
 void ChatEngine::clear()
 {
     m_sessions.clear();
+    m_index.clear();
     m_store->clear();
 }
 
 ChatMsgPtr ChatEngine::sendChatMsg(const ChatMsgPtr &msg)
 {
     return m_store->send(msg);
-}
-
-int ChatEngine::indexOf(const ClusterID &id) const
-{
-    for (size_t i = 0; i < m_sessions.size(); ++i) {
-        if (m_sessions[i]->clusterID() == id)
-            return int(i);
-    }
-    return -1;
 }
 
 SessionPtr ChatEngine::getSession(const ClusterID &id) const
@@ -55,11 +47,13 @@ void ChatEngine::insertSessionQuietly(const SessionPtr &session)
 {
     if (!session)
         return;
-    const int i = indexOf(session->clusterID());
-    if (i >= 0)
-        m_sessions[size_t(i)] = session;
-    else
-        m_sessions.push_back(session);
+    const auto it = m_index.constFind(session->clusterID());
+    if (it != m_index.constEnd()) {
+        m_sessions[size_t(*it)] = session;
+        return;
+    }
+    m_index.insert(session->clusterID(), int(m_sessions.size()));
+    m_sessions.push_back(session);
 }
 
 void ChatEngine::insertSessions(const Sessions &sessions)
@@ -93,14 +87,30 @@ void ChatEngine::removeSessions(const Sessions &sessions)
 {
     Sessions removed;
     for (const auto &s : sessions) {
-        const int i = s ? indexOf(s->clusterID()) : -1;
-        if (i < 0)
+        if (!s)
             continue;
-        removed.push_back(m_sessions[size_t(i)]);
-        m_sessions.erase(m_sessions.begin() + i);
+        const auto it = m_index.find(s->clusterID());
+        if (it == m_index.end())
+            continue;
+        removed.push_back(m_sessions[size_t(*it)]);
+        m_sessions[size_t(*it)].reset();
+        m_index.erase(it);
     }
-    if (!removed.empty())
-        Q_EMIT deleteSessions(removed);
+    if (removed.empty())
+        return;
+    // One pass closes the gaps, keeping the order, and moves the index along.
+    size_t to = 0;
+    for (size_t from = 0; from < m_sessions.size(); ++from) {
+        if (!m_sessions[from])
+            continue;
+        if (to != from) {
+            m_sessions[to] = std::move(m_sessions[from]);
+            m_index[m_sessions[to]->clusterID()] = int(to);
+        }
+        ++to;
+    }
+    m_sessions.resize(to);
+    Q_EMIT deleteSessions(removed);
 }
 
 void ChatEngine::shieldingChatMsg(const ChatMsgPtr &msg)

@@ -4,6 +4,7 @@
 #include "chatmsg.h"
 #include "session.h"
 
+#include <QHash>
 #include <QObject>
 #include <QVector>
 
@@ -64,8 +65,12 @@ protected:
     ChatEngine();
 
 private:
-    int indexOf(const ClusterID &id) const;
+    /// Position of the chat's session in m_sessions, -1 when there is none.
+    int indexOf(const ClusterID &id) const { return m_index.value(id, -1); }
+
+    // Sessions in the order they came, and where each chat's session is in that list.
     Sessions m_sessions;
+    QHash<ClusterID, int> m_index;
     ChatFileTransfer *m_fileTransfer = nullptr;
     ChatMsgStore *m_store;
     static ChatEngine *s_instance;

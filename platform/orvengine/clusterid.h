@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #pragma once
 
+#include <QHashFunctions>
 #include <QMetaType>
 #include <QString>
 #include <QVariant>
@@ -49,6 +50,11 @@ private:
     quint64 m_id = 0;
     ClusterType m_type = UnknownType;
 };
+
+inline uint qHash(const ClusterID &id, uint seed = 0) noexcept
+{
+    return ::qHash(id.id(), seed) ^ uint(id.type());
+}
 
 /// Registers ClusterID and its list types for queued connections. Safe to call more than once.
 void registerMetaTypes();

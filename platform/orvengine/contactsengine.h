@@ -10,11 +10,6 @@
 
 namespace OrvEngine {
 
-inline uint qHash(const ClusterID &id, uint seed = 0) noexcept
-{
-    return ::qHash(id.id(), seed) ^ uint(id.type());
-}
-
 /**
  * Reference contacts engine: the clusters (classes, groups, one-to-one contacts), their members
  * and the users the signed-in user knows. The mutation half is what the client's sync code

@@ -15,12 +15,25 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QPixmap>
+#include <cmath>
 #include <functional>
+#include <limits>
 #include <stdexcept>
 
 using namespace OrvEngine;
 
 namespace {
+
+// The largest id: JSON numbers are doubles, and above 2^53 - 1 a written number may be read
+// as a neighbouring one.
+constexpr double kMaxId = 9007199254740991.0;
+constexpr qint64 kIntMax = std::numeric_limits<int>::max();
+constexpr qint64 kTimeMax = std::numeric_limits<quint32>::max();
+
+bool inRange(double v, double min, double max)
+{
+    return std::isfinite(v) && v >= min && v <= max && v == std::floor(v);
+}
 
 struct BadEntry : std::runtime_error {
     using std::runtime_error::runtime_error;
@@ -40,20 +53,32 @@ public:
     QString path() const { return m_path; }
     QString sub(const QString &key) const { return m_path.isEmpty() ? key : m_path + QLatin1Char('.') + key; }
 
+    /// A positive integer up to kMaxId.
     quint64 id(const QString &key) const
     {
         const QJsonValue v = m_o.value(key);
-        if (!v.isDouble() || v.toDouble() <= 0 || v.toDouble() != double(qint64(v.toDouble())))
-            fail(sub(key), QStringLiteral("expected a positive integer"));
+        if (!v.isDouble() || !inRange(v.toDouble(), 1, kMaxId))
+            fail(sub(key), QStringLiteral("expected a positive integer up to %1").arg(quint64(kMaxId)));
         return quint64(v.toDouble());
     }
-    qint64 integer(const QString &key, qint64 def) const
+    /// An optional id where 0 means none.
+    quint64 optionalId(const QString &key) const
+    {
+        const QJsonValue v = m_o.value(key);
+        if (v.isUndefined())
+            return 0;
+        if (!v.isDouble() || !inRange(v.toDouble(), 0, kMaxId))
+            fail(sub(key), QStringLiteral("expected 0 or a positive integer up to %1").arg(quint64(kMaxId)));
+        return quint64(v.toDouble());
+    }
+    /// An integer from min to max; the range is checked before any conversion.
+    qint64 integer(const QString &key, qint64 def, qint64 min, qint64 max) const
     {
         const QJsonValue v = m_o.value(key);
         if (v.isUndefined())
             return def;
-        if (!v.isDouble() || v.toDouble() != double(qint64(v.toDouble())))
-            fail(sub(key), QStringLiteral("expected an integer"));
+        if (!v.isDouble() || !inRange(v.toDouble(), double(min), double(max)))
+            fail(sub(key), QStringLiteral("expected an integer from %1 to %2").arg(min).arg(max));
         return qint64(v.toDouble());
     }
     QString string(const QString &key, bool required = false) const
@@ -130,17 +155,32 @@ struct Staged {
     int unreadNotices = 0;
 };
 
+// Where each department of one school or company was listed, and the departments that
+// enclose the one being read. The chart keys departments by id: an id listed twice would
+// merge two departments, and one listed inside itself would make the chart endless.
+struct DepartmentIds {
+    QHash<quint64, QString> listedAt;
+    std::vector<quint64> enclosing;
+};
+
 template<typename Employee>
-void readDepartments(const Entry &parent, quint64 sid, quint64 parentId, ChartStore<Employee> &store)
+void readDepartments(const Entry &parent, quint64 sid, quint64 parentId, ChartStore<Employee> &store, DepartmentIds &ids)
 {
     parent.forEach(QStringLiteral("departments"), [&](const Entry &d) {
         const quint64 did = d.id(QStringLiteral("id"));
+        if (std::find(ids.enclosing.begin(), ids.enclosing.end(), did) != ids.enclosing.end())
+            fail(d.sub(QStringLiteral("id")), QStringLiteral("department %1 is listed inside itself (at %2)").arg(did).arg(ids.listedAt.value(did)));
+        if (ids.listedAt.contains(did))
+            fail(d.sub(QStringLiteral("id")), QStringLiteral("department %1 is listed twice (first at %2)").arg(did).arg(ids.listedAt.value(did)));
+        ids.listedAt.insert(did, d.path());
         store.addDepartment(std::make_shared<Org::DepartmentInfo>(did, sid, parentId, d.string(QStringLiteral("name"), true),
-                                                                  int(d.integer(QStringLiteral("order"), 0))));
+                                                                  int(d.integer(QStringLiteral("order"), 0, 0, kIntMax))));
         d.forEach(QStringLiteral("employees"), [&](const Entry &e) {
             store.addEmployee(std::make_shared<Employee>(e.id(QStringLiteral("uid")), sid, did, e.string(QStringLiteral("name"), true)));
         });
-        readDepartments(d, sid, did, store);
+        ids.enclosing.push_back(did);
+        readDepartments(d, sid, did, store, ids);
+        ids.enclosing.pop_back();
     });
 }
 
@@ -149,7 +189,7 @@ Staged parse(const QJsonObject &root)
     Staged s;
     const Entry world(root, QString());
     s.self = world.id(QStringLiteral("self"));
-    s.unreadNotices = int(world.integer(QStringLiteral("unreadNotices"), 0));
+    s.unreadNotices = int(world.integer(QStringLiteral("unreadNotices"), 0, 0, kIntMax));
 
     world.forEach(QStringLiteral("users"), [&](const Entry &e) {
         auto u = std::make_shared<UserInfo>(e.id(QStringLiteral("uid")));
@@ -178,9 +218,9 @@ Staged parse(const QJsonObject &root)
         auto c = std::make_shared<ClusterInfo>(ClusterID(e.id(QStringLiteral("id")), type));
         c->setName(e.string(QStringLiteral("name"), true));
         c->userConfig()->setAlias(e.string(QStringLiteral("alias")));
-        c->setSchoolId(quint64(e.integer(QStringLiteral("schoolId"), 0)));
-        c->setOwnerUID(quint64(e.integer(QStringLiteral("owner"), 0)));
-        c->setCourseType(int(e.integer(QStringLiteral("courseType"), 0)));
+        c->setSchoolId(e.optionalId(QStringLiteral("schoolId")));
+        c->setOwnerUID(e.optionalId(QStringLiteral("owner")));
+        c->setCourseType(int(e.integer(QStringLiteral("courseType"), 0, 0, kIntMax)));
         c->setHasCourseAttr(e.boolean(QStringLiteral("courseAttr"), type == Class));
         c->setEveryoneCanJoin(e.boolean(QStringLiteral("everyoneCanJoin"), false));
         c->setStatus(e.choice<ClusterStatus>(QStringLiteral("status"),
@@ -213,22 +253,22 @@ Staged parse(const QJsonObject &root)
     world.forEach(QStringLiteral("sessions"), [&](const Entry &e) {
         const ClusterType type = clusterType(e, QStringLiteral("type"), User);
         s.sessions.push_back(std::make_shared<Session>(ClusterID(e.id(QStringLiteral("id")), type),
-                                                       quint32(e.integer(QStringLiteral("msgTime"), 0))));
+                                                       quint32(e.integer(QStringLiteral("msgTime"), 0, 0, kTimeMax))));
     });
 
     world.forEach(QStringLiteral("courses"), [&](const Entry &e) {
         const quint64 cid = e.id(QStringLiteral("id"));
-        const quint64 sid = quint64(e.integer(QStringLiteral("schoolId"), 0));
+        const quint64 sid = e.optionalId(QStringLiteral("schoolId"));
         auto course = SnapshotCoursePtr::create(cid, sid, e.string(QStringLiteral("name"), true),
-                                                int(e.integer(QStringLiteral("kind"), SnapshotCourse::Regular)));
+                                                int(e.integer(QStringLiteral("kind"), SnapshotCourse::Regular, 0, kIntMax)));
         course->setEveryoneCanJoin(e.boolean(QStringLiteral("everyoneCanJoin"), false));
         std::vector<SnapshotLessonPtr> lessons;
         e.forEach(QStringLiteral("lessons"), [&](const Entry &l) {
             auto lesson = SnapshotLessonPtr::create(l.id(QStringLiteral("id")), cid, sid, l.string(QStringLiteral("name")));
-            lesson->setState(int(l.integer(QStringLiteral("state"), SnapshotLesson::Scheduled)));
+            lesson->setState(int(l.integer(QStringLiteral("state"), SnapshotLesson::Scheduled, 0, kIntMax)));
             lesson->setFirst(l.boolean(QStringLiteral("first"), false));
             lesson->setRoleValid(l.boolean(QStringLiteral("roleValid"), true));
-            lesson->setMinutes(int(l.integer(QStringLiteral("minutes"), 45)));
+            lesson->setMinutes(int(l.integer(QStringLiteral("minutes"), 45, 0, kIntMax)));
             lessons.push_back(lesson);
         });
         s.courses.emplace_back(course, lessons);
@@ -237,17 +277,19 @@ Staged parse(const QJsonObject &root)
     world.forEach(QStringLiteral("schools"), [&](const Entry &e) {
         const quint64 sid = e.id(QStringLiteral("id"));
         const QString name = e.string(QStringLiteral("name"), true);
-        s.courseSchools.push_back(std::make_shared<SchoolInfo>(sid, name, int(e.integer(QStringLiteral("serviceType"), 1))));
+        s.courseSchools.push_back(std::make_shared<SchoolInfo>(sid, name, int(e.integer(QStringLiteral("serviceType"), 1, 0, kIntMax))));
         if (e.boolean(QStringLiteral("member"), true)) {
             s.schoolChart.addSchool(std::make_shared<Org::SchoolInfo>(sid, name));
-            readDepartments(e, sid, 0, s.schoolChart);
+            DepartmentIds ids;
+            readDepartments(e, sid, 0, s.schoolChart, ids);
         }
     });
 
     world.forEach(QStringLiteral("companies"), [&](const Entry &e) {
         const quint64 sid = e.id(QStringLiteral("id"));
         s.orgChart.addSchool(std::make_shared<Org::SchoolInfo>(sid, e.string(QStringLiteral("name"), true)));
-        readDepartments(e, sid, 0, s.orgChart);
+        DepartmentIds ids;
+        readDepartments(e, sid, 0, s.orgChart, ids);
     });
     return s;
 }

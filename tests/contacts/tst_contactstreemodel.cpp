@@ -565,6 +565,210 @@ private Q_SLOTS:
         QCOMPARE(reset.count(), 1);
     }
 
+    void shouldPlaceEachDepartmentOnceWhateverTheChartSays()
+    {
+        QVERIFY(ContactsFixture::load());
+        // Charts as an engine may hand them over: school 900's department 2 holds 40, which holds 2
+        // again; 41 lists itself; company 700's 10 also sits under 11.
+        auto dept = [](quint64 id, quint64 unit, quint64 parent, const char *name) {
+            return std::make_shared<Org::DepartmentInfo>(id, unit, parent, QString::fromUtf8(name), 0);
+        };
+        auto &school = SchoolChartManager::instance()->store();
+        school.addDepartment(dept(40, 900, 2, "Loop"));
+        school.addDepartment(dept(2, 900, 40, "教务处 again"));
+        school.addDepartment(dept(41, 900, 0, "Self"));
+        school.addDepartment(dept(41, 900, 41, "Self inside"));
+        school.addEmployee(std::make_shared<SchoolChart::EmployeeInfo>(8, 900, 41, QStringLiteral("赵敏")));
+        OrgChartManager::instance()->store().addDepartment(dept(10, 700, 11, "Sales again"));
+
+        ContactsFixture f;
+        f.create();
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("department listed again .* 900 skipped: 2 ")));
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("department listed again .* 900 skipped: 41 ")));
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("department listed again .* 700 skipped: 10 ")));
+        WorldLoader::finishSync();
+
+        const QModelIndex schoolNode = f.heading(Item::SchoolZoom);
+        std::vector<QModelIndex> found;
+        f.model->indexByValue(schoolNode, Item::SchoolDepartmentZoom, ClusterID(2, Local), found);
+        QCOMPARE(found.size(), size_t(1));
+        QCOMPARE(found[0].parent(), QModelIndex(schoolNode));
+        const QModelIndex loop = f.model->indexByValue(schoolNode, Item::SchoolDepartmentZoom, ClusterID(40, Local));
+        QCOMPARE(loop.parent(), found[0]);
+        QCOMPARE(f.model->rowCount(loop), 0);
+        // The department that lists itself is there once, with its staff.
+        found.clear();
+        f.model->indexByValue(schoolNode, Item::SchoolDepartmentZoom, ClusterID(41, Local), found);
+        QCOMPARE(found.size(), size_t(1));
+        QCOMPARE(childNames(f.model, found[0]), QStringList{"赵敏"});
+        found.clear();
+        f.model->indexByValue(f.heading(Item::CompanyZoom), Item::DepartmentZoom, ClusterID(10, Local), found);
+        QCOMPARE(found.size(), size_t(1));
+        QCOMPARE(found[0].parent(), f.heading(Item::CompanyZoom));
+    }
+
+    void shouldNeverRemoveAHeadingByValue()
+    {
+        QVERIFY(ContactsFixture::load());
+        ContactsFixture f;
+        f.create();
+        WorldLoader::finishSync();
+        f.model->setSingleUsers({3});
+        const QString before = dumpTree(f.model);
+        auto *engine = ContactsEngine::instance();
+        // Every heading's value, the school's and a department's (2 is the friends heading and a department).
+        std::vector<ClusterID> odd;
+        for (quint64 n : {1, 2, 3, 6, 7, 11, 19, 20, 21, 900, 4})
+            odd.push_back(ClusterID(n, Local));
+        odd.push_back(ClusterID(2, ClusterType(3)));
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("removal of a cluster of no listed kind ignored")));
+        for (size_t i = 1; i < odd.size(); ++i)
+            QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("removal of a cluster of no listed kind ignored")));
+        Q_EMIT engine->signalDelCluster(odd);
+        QCOMPARE(dumpTree(f.model), before);
+
+        // The friends heading is still the one new friends go to.
+        auto zoe = std::make_shared<ClusterInfo>(ClusterID(7, User));
+        zoe->setFriendly(true);
+        engine->addClusters({zoe});
+        QVERIFY(f.model->indexByValue(f.heading(Item::MyFriendsZoom), Item::Friend, ClusterID(7, User)).isValid());
+
+        // A class chat's removal takes its group, recent and class nodes, and nothing of the same number.
+        Q_EMIT engine->signalDelCluster({ClusterID(101, Class), ClusterID(2, User)});
+        std::vector<QModelIndex> found;
+        f.model->indexByValue(QModelIndex(), std::vector<quint64>{101}, found);
+        QVERIFY(found.empty());
+        found.clear();
+        f.model->indexByValue(QModelIndex(), std::vector<quint64>{2}, found);
+        QList<int> types;
+        for (const QModelIndex &idx : found)
+            types << idx.data(ContactsTreeModel::TypeRole).toInt();
+        QCOMPARE(types, (QList<int>{2, 14, 9, 15})); // heading, company staff, department, school staff
+    }
+
+    void shouldSortChildrenHoweverTheyCame()
+    {
+        // Children appended after construction, through this class and through the base class.
+        ContactsTreeItem root(Item::Root, ClusterID());
+        root.appendChild(new Item(Item::Course, ClusterID(1, Class)));
+        root.appendChild(new Item(Item::Group, ClusterID(2, Group)));
+        static_cast<AbstractTreeItem &>(root).appendChild(new Item(Item::Friend, ClusterID(3, User)));
+        root.sort();
+        QCOMPARE(Item::toSortNum(root.childItem(0)->type()), Item::toSortNum(Item::Friend));
+        auto types = [](const Item &node) {
+            QList<int> out;
+            for (int i = 0; i < node.childCount(); ++i)
+                out << node.childItem(i)->type();
+            return out;
+        };
+        QCOMPARE(types(root), (QList<int>{Item::Friend, Item::Group, Item::Course}));
+
+        // A clone of an unsorted tree sorts, down to its headings' children.
+        ContactsTreeItem source(Item::Root, ClusterID());
+        auto *heading = new Item(Item::MyGroupsZoom, ClusterID(1, Local), &source);
+        new Item(Item::Course, ClusterID(1, Class), heading);
+        new Item(Item::Group, ClusterID(2, Group), heading);
+        new Item(Item::NewFriendsZoom, ClusterID(7, Local), &source);
+        std::unique_ptr<Item> copy(source.clone());
+        copy->sort();
+        QCOMPARE(types(*copy), (QList<int>{Item::NewFriendsZoom, Item::MyGroupsZoom}));
+        QCOMPARE(types(*copy->childItem(1)), (QList<int>{Item::Group, Item::Course}));
+
+        // Reordered in place behind the mark's back, the list is put right again.
+        auto &list = copy->childItem(1)->refChildren();
+        std::swap(list[0], list[1]);
+        copy->sort();
+        QCOMPARE(types(*copy->childItem(1)), (QList<int>{Item::Group, Item::Course}));
+    }
+
+    void shouldListACourseAsItsClassChat()
+    {
+        QVERIFY(ContactsFixture::load());
+        ContactsFixture f;
+        f.create();
+        auto *courses = CourseEngine::instance();
+        const QModelIndex groups = f.heading(Item::MyGroupsZoom);
+        auto nodesOf = [&](quint64 id) {
+            QList<int> types;
+            for (int r = 0; r < f.model->rowCount(groups); ++r) {
+                const QModelIndex idx = f.model->index(r, 0, groups);
+                if (idx.data(ContactsTreeModel::ValueRole).value<ClusterID>() == ClusterID(id, Class))
+                    types << idx.data(ContactsTreeModel::TypeRole).toInt();
+            }
+            return types;
+        };
+        QCOMPARE(nodesOf(102), QList<int>{Item::Group});
+
+        // Course 102 turns single-lesson: announced again, it is still its class chat.
+        courses->getSnapshotCourse(102)->setKind(SnapshotCourse::SingleOpen);
+        Q_EMIT courses->signalCourseAdded(900, 102);
+        QCOMPARE(nodesOf(102), QList<int>{Item::Group});
+        courses->setLessonState(102, 4, SnapshotLesson::Running);
+        QCOMPARE(nodesOf(102), QList<int>{Item::Group});
+
+        // Once the chat is gone, a listed course shows as a course again.
+        courses->getSnapshotCourse(102)->setKind(SnapshotCourse::Regular);
+        ContactsEngine::instance()->removeClusters({ClusterID(102, Class)});
+        QCOMPARE(nodesOf(102), QList<int>{Item::Course});
+        QVERIFY(childNamed(f.model, groups, "Physics course").isValid());
+    }
+
+    void shouldKeepTheNewestTimeOfABatch()
+    {
+        QVERIFY(ContactsFixture::load());
+        ContactsFixture f;
+        f.create();
+        const QModelIndex recent = f.heading(Item::RecentZoom);
+        auto *chat = ChatEngine::instance();
+        auto session = [](quint64 id, quint32 t) { return std::make_shared<Session>(ClusterID(id, User), t); };
+        // 张伟 (2) twice in one update, newest first and newest last; 数学组 is at 300.
+        Q_EMIT chat->updateSessions({session(2, 1000), session(3, 250), session(2, 10)});
+        QCOMPARE(childNames(f.model, recent), (QStringList{"张伟", "数学组", "Anna Smith", "Benny"}));
+        Q_EMIT chat->updateSessions({session(5, 20), session(5, 2000)});
+        QCOMPARE(childNames(f.model, recent).first(), QStringLiteral("Benny"));
+        // A new chat named twice in one addition.
+        Q_EMIT chat->addSessions({session(4, 3000), session(4, 1)});
+        QCOMPARE(childNames(f.model, recent).first(), QStringLiteral("李娜"));
+        QCOMPARE(f.model->rowCount(recent), 5);
+    }
+
+    void shouldShowClassRenamesAndAliasesUnderSchools()
+    {
+        QVERIFY(ContactsFixture::load());
+        ChatEngine::instance()->insertSessionQuietly(std::make_shared<Session>(ClusterID(101, Class), 600));
+        ContactsFixture f;
+        f.create();
+        WorldLoader::finishSync();
+        auto *engine = ContactsEngine::instance();
+        auto names = [&] {
+            QStringList out;
+            for (Item::ItemType type : {Item::Group, Item::RecentChat, Item::ClassZoom})
+                out << f.model->indexByValue(QModelIndex(), type, ClusterID(101, Class)).data(ContactsTreeModel::NameRole).toString();
+            return out;
+        };
+        QCOMPARE(names(), (QStringList{"三年级二班", "三年级二班", "三年级二班"}));
+        engine->renameCluster(ClusterID(101, Class), QStringLiteral("三年级三班"));
+        QCOMPARE(names(), (QStringList{"三年级三班", "三年级三班", "三年级三班"}));
+        engine->setClusterAlias(ClusterID(101, Class), QStringLiteral("My class"));
+        QCOMPARE(names(), (QStringList{"My class", "My class", "My class"}));
+        // The members' rebuild keeps the alias too.
+        engine->addClusterMembers(ClusterID(101, Class), {std::make_shared<ClusterMemberInfo>(3)});
+        QCOMPARE(names(), (QStringList{"My class", "My class", "My class"}));
+        engine->setClusterAlias(ClusterID(101, Class), QString());
+        QCOMPARE(names(), (QStringList{"三年级三班", "三年级三班", "三年级三班"}));
+
+        // A course without its chat takes the alias its class was given.
+        auto *courses = CourseEngine::instance();
+        QVERIFY(f.model->indexByValue(QModelIndex(), Item::Course, ClusterID(200, Class)).isValid());
+        auto chat = std::make_shared<ClusterInfo>(ClusterID(200, Class));
+        chat->setName(QStringLiteral("Algebra chat"));
+        courses->getSnapshotCourse(200)->setKind(SnapshotCourse::SingleOpen); // its chat stays unlisted
+        engine->addClusters({chat});
+        engine->setClusterAlias(ClusterID(200, Class), QStringLiteral("Algebra (mine)"));
+        QCOMPARE(f.model->indexByValue(QModelIndex(), Item::Course, ClusterID(200, Class)).data(ContactsTreeModel::NameRole).toString(),
+                 QStringLiteral("Algebra (mine)"));
+    }
+
     void shouldBuildANewTreeAfterRelease()
     {
         QVERIFY(ContactsFixture::load());

@@ -148,6 +148,43 @@ private Q_SLOTS:
         QTest::newRow("department without name")
             << QByteArray(R"({"self":1,"schools":[{"id":9,"name":"s","departments":[{"id":1}]}]})")
             << "schools[0].departments[0].name: expected a string";
+
+        // Departments are keyed by id: a repeat would merge two of them or make the chart endless.
+        QTest::newRow("department inside itself")
+            << QByteArray(R"({"self":1,"schools":[{"id":9,"name":"s","departments":[{"id":5,"name":"a","departments":[{"id":5,"name":"a"}]}]}]})")
+            << "schools[0].departments[0].departments[0].id: department 5 is listed inside itself (at schools[0].departments[0])";
+        QTest::newRow("department inside its sub-department")
+            << QByteArray(R"({"self":1,"companies":[{"id":9,"name":"c","departments":[{"id":1,"name":"a","departments":[)"
+                          R"({"id":2,"name":"b","departments":[{"id":1,"name":"a"}]}]}]}]})")
+            << "companies[0].departments[0].departments[0].departments[0].id: department 1 is listed inside itself";
+        QTest::newRow("department twice")
+            << QByteArray(R"({"self":1,"schools":[{"id":9,"name":"s","departments":[{"id":3,"name":"a"},)"
+                          R"({"id":4,"name":"b","departments":[{"id":3,"name":"c"}]}]}]})")
+            << "schools[0].departments[1].departments[0].id: department 3 is listed twice (first at schools[0].departments[0])";
+
+        // Numbers are checked against their field's range before they are converted.
+        QTest::newRow("id of 2^63")
+            << QByteArray(R"({"self":1,"clusters":[{"id":9223372036854775808,"name":"a"}]})")
+            << "clusters[0].id: expected a positive integer up to 9007199254740991";
+        QTest::newRow("id beyond exact doubles")
+            << QByteArray(R"({"self":1,"users":[{"uid":9007199254740993,"nickname":"a"}]})") << "users[0].uid: expected a positive integer";
+        QTest::newRow("uid of 1e300") << QByteArray(R"({"self":1e300})") << "self: expected a positive integer";
+        QTest::newRow("fractional id") << QByteArray(R"({"self":1.5})") << "self: expected a positive integer";
+        QTest::newRow("department order 1e10")
+            << QByteArray(R"({"self":1,"schools":[{"id":9,"name":"s","departments":[{"id":1,"name":"a","order":1e10}]}]})")
+            << "schools[0].departments[0].order: expected an integer from 0 to 2147483647";
+        QTest::newRow("unread count 1e15") << QByteArray(R"({"self":1,"unreadNotices":1e15})") << "unreadNotices: expected an integer from 0 to";
+        QTest::newRow("unread count -3") << QByteArray(R"({"self":1,"unreadNotices":-3})") << "unreadNotices: expected an integer from 0 to";
+        QTest::newRow("school id -1")
+            << QByteArray(R"({"self":1,"clusters":[{"id":5,"name":"a","schoolId":-1}]})") << "clusters[0].schoolId: expected 0 or a positive integer";
+        QTest::newRow("message time -5")
+            << QByteArray(R"({"self":1,"sessions":[{"id":2,"msgTime":-5}]})") << "sessions[0].msgTime: expected an integer from 0 to 4294967295";
+        QTest::newRow("message time 2^32")
+            << QByteArray(R"({"self":1,"sessions":[{"id":2,"msgTime":4294967296}]})") << "sessions[0].msgTime: expected an integer from 0 to 4294967295";
+        QTest::newRow("course kind 2^33+3")
+            << QByteArray(R"({"self":1,"courses":[{"id":5,"name":"a","kind":8589934595}]})") << "courses[0].kind: expected an integer from 0 to 2147483647";
+        QTest::newRow("course school id 2^60")
+            << QByteArray(R"({"self":1,"courses":[{"id":5,"name":"a","schoolId":1152921504606846976}]})") << "courses[0].schoolId: expected 0 or a positive integer";
     }
     void shouldRefuseBadWorldsAndKeepTheOldOne()
     {
@@ -170,6 +207,59 @@ private Q_SLOTS:
         QVERIFY2(loader.error().contains(where), qPrintable(loader.error()));
         QCOMPARE(ContactsEngine::instance()->currentUid(), quint64(3));
         QCOMPARE(ContactsEngine::instance()->getUserInfo(3)->nickname(), QStringLiteral("Kept"));
+    }
+
+    void shouldTakeNumbersAtTheEdgesOfTheirRanges()
+    {
+        WorldLoader loader;
+        QVERIFY2(loader.load(QJsonDocument::fromJson(R"({"self": 9007199254740991, "unreadNotices": 2147483647,
+            "sessions": [{"id": 2, "msgTime": 4294967295}, {"id": 3, "msgTime": 0}],
+            "clusters": [{"id": 4, "name": "c", "schoolId": 0, "courseType": 2147483647}]})").object()),
+                 qPrintable(loader.error()));
+        QCOMPARE(ContactsEngine::instance()->currentUid(), quint64(9007199254740991));
+        QCOMPARE(ChatEngine::instance()->getSession(ClusterID(2, User))->msgTime(), quint32(4294967295u));
+        QCOMPARE(ContactsEngine::instance()->getClusterInfo(ClusterID(4, Group))->courseType(), 2147483647);
+    }
+
+    void sessionsShouldBeFoundByChatAndKeepTheirOrder()
+    {
+        auto *chat = ChatEngine::instance();
+        auto session = [](quint64 id, ClusterType type, quint32 t) { return std::make_shared<Session>(ClusterID(id, type), t); };
+        for (quint64 id = 1; id <= 6; ++id)
+            chat->insertSessionQuietly(session(id, User, quint32(id)));
+        // The same number as a group is another chat.
+        chat->insertSessionQuietly(session(3, Group, 30));
+        // A chat's second session replaces the first in its place.
+        chat->insertSessionQuietly(session(2, User, 20));
+        auto ids = [chat] {
+            QStringList out;
+            for (const auto &s : chat->getSessions())
+                out << QStringLiteral("%1@%2").arg(s->clusterID().toString()).arg(s->msgTime());
+            return out.join(QLatin1Char(' '));
+        };
+        QCOMPARE(ids(), QStringLiteral("1:1@1 1:2@20 1:3@3 1:4@4 1:5@5 1:6@6 2:3@30"));
+
+        // One removal names a chat twice and one that is unknown; the rest close up in order.
+        QSignalSpy deleted(chat, &ChatEngine::deleteSessions);
+        chat->removeSessions({session(2, User, 0), session(5, User, 0), session(2, User, 0), session(99, User, 0), nullptr});
+        QCOMPARE(deleted.count(), 1);
+        QCOMPARE(deleted.at(0).at(0).value<Sessions>().size(), size_t(2));
+        QCOMPARE(ids(), QStringLiteral("1:1@1 1:3@3 1:4@4 1:6@6 2:3@30"));
+        QVERIFY(!chat->getSession(ClusterID(2, User)));
+        QCOMPARE(chat->getSession(ClusterID(6, User))->msgTime(), quint32(6));
+        QCOMPARE(chat->getSession(ClusterID(3, Group))->msgTime(), quint32(30));
+
+        // Lookups after the shift still land on the right chat; a returning chat goes last.
+        chat->touchSessions({session(6, User, 60), session(3, Group, 31)});
+        chat->insertSessions({session(2, User, 200)});
+        QCOMPARE(ids(), QStringLiteral("1:1@1 1:3@3 1:4@4 1:6@60 2:3@31 1:2@200"));
+        chat->removeSessions({session(1, User, 0)});
+        chat->touchSessions({session(2, User, 201)});
+        QCOMPARE(chat->getSession(ClusterID(2, User))->msgTime(), quint32(201));
+        QCOMPARE(ids(), QStringLiteral("1:3@3 1:4@4 1:6@60 2:3@31 1:2@201"));
+        chat->clear();
+        QVERIFY(chat->getSessions().empty());
+        QVERIFY(!chat->getSession(ClusterID(3, User)));
     }
 
     void generatorShouldMakeTheLargeSchoolShape()

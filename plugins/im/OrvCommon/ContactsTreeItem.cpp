@@ -5,6 +5,7 @@
 
 #include <QCollator>
 #include <algorithm>
+#include <atomic>
 
 using OrvEngine::ClusterID;
 
@@ -119,11 +120,74 @@ int typeTieBreak(int type)
 {
     return type == ContactsTreeItem::RecentZoom ? 0 : type;
 }
-} // namespace
 
-// The sibling order; nameLess decides between two unranked names of the same type.
-template<typename NameLess>
-static bool lessThan(const ContactsTreeItem *a, const ContactsTreeItem *b, NameLess &&nameLess)
+// The one order of names. Comparisons and sort keys come from the same collator, so a list
+// sorted by keys is sorted for compare() too. Qt's collator for the C locale compares UTF-16
+// code units but builds its keys from UTF-8, which orders characters beyond U+FFFF after
+// U+E000..U+FFFF instead of before them; there the names themselves are the keys.
+class NameOrder
+{
+public:
+    // A collation key; keys compare as their names do.
+    class Key
+    {
+    public:
+        int compare(const Key &o) const { return m_codeUnits ? m_name.compare(o.m_name) : m_key.compare(o.m_key); }
+
+    private:
+        friend class NameOrder;
+        Key(QCollatorSortKey key, QString name, bool codeUnits)
+            : m_key(std::move(key)), m_name(std::move(name)), m_codeUnits(codeUnits) {}
+        QCollatorSortKey m_key;
+        QString m_name;
+        bool m_codeUnits;
+    };
+
+    // Per thread, as collators are not shared between threads. Rebuilt when the default locale
+    // changes; every list sorted under the old order then counts as unsorted (epoch()).
+    static NameOrder &current()
+    {
+        thread_local NameOrder order;
+        const QLocale now;
+        if (now != order.m_defaultLocale)
+            order.rebuild(now);
+        return order;
+    }
+
+    int compare(const QString &a, const QString &b) const
+    {
+        return m_codeUnits ? a.compare(b) : m_collator.compare(a, b);
+    }
+    Key key(const QString &name) const
+    {
+        if (m_codeUnits)
+            return Key(m_emptyKey, name, true);
+        return Key(m_collator.sortKey(name), QString(), false);
+    }
+    Key emptyKey() const { return Key(m_emptyKey, QString(), m_codeUnits); }
+    quint32 epoch() const { return m_epoch; }
+
+private:
+    NameOrder() : m_emptyKey(QCollator(QLocale::c()).sortKey(QString())) { rebuild(QLocale()); }
+
+    void rebuild(const QLocale &defaultLocale)
+    {
+        static std::atomic<quint32> epochs{0};
+        m_defaultLocale = defaultLocale;
+        m_collator = QCollator(defaultLocale.collation());
+        m_codeUnits = m_collator.locale().language() == QLocale::C;
+        m_emptyKey = m_collator.sortKey(QString());
+        m_epoch = ++epochs;
+    }
+
+    QLocale m_defaultLocale;
+    QCollator m_collator;
+    QCollatorSortKey m_emptyKey;
+    bool m_codeUnits = false;
+    quint32 m_epoch = 0;
+};
+
+bool lessThan(const ContactsTreeItem *a, const ContactsTreeItem *b, const NameOrder &names)
 {
     const int ra = ContactsTreeItem::toSortNum(a->type());
     const int rb = ContactsTreeItem::toSortNum(b->type());
@@ -134,59 +198,73 @@ static bool lessThan(const ContactsTreeItem *a, const ContactsTreeItem *b, NameL
     if (a->type() == ContactsTreeItem::RecentChat)
         return a->lastMsgTime() > b->lastMsgTime();
     if (a->sortNum() == -1 && b->sortNum() == -1)
-        return nameLess(a->name(), b->name());
+        return names.compare(a->name(), b->name()) < 0;
     return a->sortNum() < b->sortNum();
 }
 
-bool ContactsTreeItem::compareItem(const ContactsTreeItem *a, const ContactsTreeItem *b)
+// Lists from this length on are sorted by collation keys: each name gets its key once instead
+// of taking part in n·log n collator comparisons. ORV_KEYFROM moves the threshold (tests use
+// it to run the key path on short lists).
+int keySortFrom()
 {
-    return lessThan(a, b, [](const QString &x, const QString &y) { return QString::localeAwareCompare(x, y) < 0; });
+    static const int from = qEnvironmentVariableIsSet("ORV_KEYFROM") ? qEnvironmentVariableIntValue("ORV_KEYFROM") : 1000;
+    return from;
 }
 
-namespace {
-// The collator localeAwareCompare uses, kept per thread so bulk sorts skip its per-call lookup;
-// rebuilt when the default locale changes.
-const QCollator &sortCollator()
-{
-    thread_local QLocale locale;
-    thread_local QCollator collator{locale};
-    if (QLocale() != locale) {
-        locale = QLocale();
-        collator = QCollator(locale);
-    }
-    return collator;
-}
 } // namespace
+
+bool ContactsTreeItem::compareItem(const ContactsTreeItem *a, const ContactsTreeItem *b)
+{
+    return lessThan(a, b, NameOrder::current());
+}
+
+int ContactsTreeItem::compareNames(const QString &a, const QString &b)
+{
+    return NameOrder::current().compare(a, b);
+}
+
+bool ContactsTreeItem::isChildOrderValid() const
+{
+    return m_sortedEpoch != 0 && m_sortedEpoch == NameOrder::current().epoch();
+}
+
+void ContactsTreeItem::markChildOrderValid()
+{
+    m_sortedEpoch = NameOrder::current().epoch();
+}
+
+void ContactsTreeItem::appendChild(AbstractTreeItem *item)
+{
+    AbstractTreeItem::appendChild(item);
+    invalidateChildOrder();
+}
 
 bool ContactsTreeItem::sortChildren()
 {
-    if (m_childrenSorted)
+    if (isChildOrderValid())
         return false;
-    m_childrenSorted = true;
+    const NameOrder &names = NameOrder::current();
+    m_sortedEpoch = names.epoch();
     auto &list = refChildren();
     if (list.size() < 2)
         return false;
     const QList<AbstractTreeItem *> before = list;
-    const QCollator &collator = sortCollator();
-    auto less = [&collator](AbstractTreeItem *a, AbstractTreeItem *b) {
-        return lessThan(static_cast<ContactsTreeItem *>(a), static_cast<ContactsTreeItem *>(b),
-                        [&collator](const QString &x, const QString &y) { return collator.compare(x, y) < 0; });
+    auto less = [&names](AbstractTreeItem *a, AbstractTreeItem *b) {
+        return lessThan(static_cast<ContactsTreeItem *>(a), static_cast<ContactsTreeItem *>(b), names);
     };
 
-    static const int kKeyFrom = qEnvironmentVariableIsSet("ORV_KEYFROM") ? qEnvironmentVariableIntValue("ORV_KEYFROM") : 1000;
-    if (list.size() < kKeyFrom) {
+    if (list.size() < keySortFrom()) {
         std::stable_sort(list.begin(), list.end(), less);
     } else {
-        // Large lists: each name gets its collation key once instead of taking part in
-        // n·log n locale-aware comparisons. The order is the same as compareItem's.
+        // The same order as lessThan's, with the name comparison replaced by its key's.
         struct Key {
             int rank;
             int tie;
             qint64 num;
-            QCollatorSortKey name;
+            NameOrder::Key name;
             AbstractTreeItem *item;
         };
-        const QCollatorSortKey emptyKey = collator.sortKey(QString());
+        const NameOrder::Key emptyKey = names.emptyKey();
         std::vector<Key> keys;
         keys.reserve(size_t(list.size()));
         for (AbstractTreeItem *node : list) {
@@ -197,7 +275,7 @@ bool ContactsTreeItem::sortChildren()
             } else {
                 k.num = c->m_sortNum;
                 if (c->m_sortNum == -1)
-                    k.name = collator.sortKey(c->m_name);
+                    k.name = names.key(c->m_name);
             }
             keys.push_back(std::move(k));
         }
@@ -216,8 +294,32 @@ bool ContactsTreeItem::sortChildren()
     return list != before;
 }
 
+void ContactsTreeItem::sortChanged()
+{
+    sortChildren();
+    if (m_type != Root && !isZoomType(m_type))
+        return;
+    for (int i = 0; i < childCount(); ++i) {
+        ContactsTreeItem *c = childItem(i);
+        if (isZoomType(c->type()))
+            c->sortChanged();
+    }
+}
+
 void ContactsTreeItem::sort()
 {
+    // The children may have come by any route (the base class's appendChild, refChildren()), so
+    // the mark is not trusted: a list out of order is always sorted, one in order costs n - 1
+    // comparisons.
+    const auto &list = refChildren();
+    const NameOrder &names = NameOrder::current();
+    const bool inOrder = std::is_sorted(list.begin(), list.end(), [&names](AbstractTreeItem *a, AbstractTreeItem *b) {
+        return lessThan(static_cast<ContactsTreeItem *>(a), static_cast<ContactsTreeItem *>(b), names);
+    });
+    if (inOrder)
+        markChildOrderValid();
+    else
+        invalidateChildOrder();
     sortChildren();
     if (m_type != Root && !isZoomType(m_type))
         return;

@@ -90,18 +90,30 @@ public:
     /// First direct child with that value, or null.
     ContactsTreeItem *childByValue(const OrvEngine::ClusterID &value) const;
 
-    /// Sorts the children with compareItem; for the root and headings, then every heading child, recursively.
+    /// Appends and adopts, as the base does, and marks the children as needing a sort.
+    void appendChild(AbstractTreeItem *item);
+
+    /// Sorts the children with compareItem; for the root and headings, then every heading child,
+    /// recursively. Checks every list it visits, however its children got there.
     void sort();
-    /// Sorts only this node's children. Returns true when the order changed.
+    /// As sort(), but trusts the lists marked as in order: only those changed since their last
+    /// sort are sorted. For callers whose every change goes through this class's setters.
+    void sortChanged();
+    /// Sorts only this node's children when they are marked as changed. Returns true when the order changed.
     bool sortChildren();
     /// Marks the children as needing a sort (a child was added or its sort fields changed).
-    void invalidateChildOrder() { m_childrenSorted = false; }
-    bool isChildOrderValid() const { return m_childrenSorted; }
+    void invalidateChildOrder() { m_sortedEpoch = 0; }
+    /// The children were sorted, nothing changed since, and names still sort as they did then.
+    bool isChildOrderValid() const;
     /// Marks the children as in order, after the caller put them there itself.
-    void markChildOrderValid() { m_childrenSorted = true; }
+    void markChildOrderValid();
 
     /// True when a goes before b among siblings.
     static bool compareItem(const ContactsTreeItem *a, const ContactsTreeItem *b);
+    /// The order of two names: negative, zero or positive. One collator of the collation locale
+    /// (QLocale().collation(), what QString::localeAwareCompare follows) decides every name
+    /// comparison of the tree, in compareItem and in bulk sorts alike.
+    static int compareNames(const QString &a, const QString &b);
     static int toSortNum(int type);
     static ItemType valueToType(const OrvEngine::ClusterID &value);
     static bool isZoomType(int type) { return type >= MyGroupsZoom && type <= RecentZoom; }
@@ -124,8 +136,9 @@ private:
     bool m_forceDisable = false;
     bool m_isRepeat = false;
     bool m_latestChat = false;
-    // The children are known to be in order; cleared when a child is added or re-keyed.
-    bool m_childrenSorted = true;
+    // The name order in force when the children were last put in order; 0 when a child was
+    // added or re-keyed since.
+    quint32 m_sortedEpoch = 0;
 
     static int m_defaultPermission;
 };

@@ -10,9 +10,11 @@
 #include "schoolchartmanager.h"
 
 #include <QPixmap>
+#include <QSet>
 #include <QSortFilterProxyModel>
 #include <algorithm>
 #include <climits>
+#include <map>
 
 using namespace OrvEngine;
 using Item = ContactsTreeItem;
@@ -56,6 +58,29 @@ enum class Walk { Descend, Skip, Stop };
 bool isPersonType(int type)
 {
     return type == Item::Friend || type == Item::Employee || type == Item::SchoolEmployee;
+}
+
+// The headings made with the model (and the ad-hoc list's, once made).
+bool isFixedHeading(const Item *node)
+{
+    const Item *parent = node->parentItem();
+    if (!parent)
+        return true;
+    switch (node->type()) {
+    case Item::RecentZoom: case Item::NewFriendsZoom: case Item::MyGroupsZoom: case Item::MyFriendsZoom:
+    case Item::PublicCourseZoom: case Item::SingleUsersZoom:
+        return parent->type() == Item::Root;
+    case Item::PublicCourseSubZoom19: case Item::PublicCourseSubZoom20: case Item::PublicCourseSubZoom21:
+        return parent->type() == Item::PublicCourseZoom;
+    default:
+        return false;
+    }
+}
+
+// Nodes that stand for a cluster of the contacts engine, the only ones a cluster's removal takes away.
+bool isClusterNode(int type)
+{
+    return type == Item::Friend || type == Item::Group || type == Item::RecentChat || type == Item::ClassZoom;
 }
 
 std::vector<SnapshotLessonPtr> getValidLesson(const std::vector<SnapshotLessonPtr> &lessons)
@@ -421,6 +446,11 @@ QModelIndex ContactsTreeModel::addNoUpdate(Item::ItemType type, const ClusterID 
 
 void ContactsTreeModel::removeItem(Item *node)
 {
+    // The headings live as long as the model; every slot may count on finding them.
+    if (isFixedHeading(node)) {
+        qCWarning(lcContacts) << "refused to remove the heading" << node->type();
+        return;
+    }
     if (!m_childIndex.isEmpty()) {
         m_childIndex.remove(node->parentItem());
         m_childIndex.remove(node);
@@ -639,7 +669,7 @@ void ContactsTreeModel::fillSingleUsers(const std::vector<quint64> &uids, const 
         node->setUid(uid);
         node->setIsForceDisable(!user);
     }
-    heading->sort();
+    heading->sortChanged();
     rootItem()->sortChildren();
 }
 
@@ -702,18 +732,21 @@ bool ContactsTreeModel::isHiddenCourse(quint64 courseId) const
     return isSingleLesson(course) || isUnknowLesson(lessons);
 }
 
+Item *ContactsTreeModel::placeCourse(Item *groups, quint64 courseId, const QString &name)
+{
+    // A course whose class chat is listed is that chat: one node per value under groups.
+    const ClusterID value(courseId, Class);
+    if (findChild(groups, Item::Group, value))
+        return nullptr;
+    return addItem(groups, Item::Course, value, name);
+}
+
 void ContactsTreeModel::addCourses()
 {
     Item *groups = zoom(Item::MyGroupsZoom);
-    auto *contacts = ContactsEngine::instance();
     for (const auto &course : CourseEngine::instance()->getSnapshotCourses()) {
-        if (!course || isHiddenCourse(course->courseId()))
-            continue;
-        const ClusterID value(course->courseId(), Class);
-        // A course whose class chat exists is listed as that chat.
-        if (contacts->getClusterInfo(value) && findChild(groups, Item::Group, value))
-            continue;
-        addItem(groups, Item::Course, value, course->name());
+        if (course && !isHiddenCourse(course->courseId()))
+            placeCourse(groups, course->courseId(), course->name());
     }
 }
 
@@ -761,7 +794,7 @@ void ContactsTreeModel::onInitComplete()
         onSchoolChartSyncComplete();
     if (OrgChartManager::instance()->hasSyncedAll())
         onAllOrgSyncComplete();
-    rootItem()->sort();
+    rootItem()->sortChanged();
 }
 
 void ContactsTreeModel::checkSyncFlag(quint32 flag)
@@ -776,7 +809,7 @@ void ContactsTreeModel::checkSyncFlag(quint32 flag)
     for (const auto &cluster : ContactsEngine::instance()->getClusterInfos())
         updateAClass(cluster);
     if (flag != SchoolChartSync)
-        rootItem()->sort();
+        rootItem()->sortChanged();
     m_pendingSyncEnd = true;
 }
 
@@ -821,38 +854,63 @@ void ContactsTreeModel::updateAClass(const ClusterInfoPtr &cluster)
     }
 }
 
-void ContactsTreeModel::insertDepts(quint64 uid, quint64 companyId, quint64 departmentId, Item *parent)
+// Places a unit's staff and department tree below parent, depth first. Each department is
+// placed once per unit: a chart that lists a department inside itself, inside one of its own
+// sub-departments or twice is shown without the repeats, which are logged.
+template<typename Chart>
+void ContactsTreeModel::insertChart(Chart *chart, quint64 unitId, quint64 departmentId, Item *parent,
+                                    Item::ItemType departmentType, Item::ItemType staffType, ClusterType staffKind)
 {
-    auto *org = OrgChartManager::instance();
-    for (const auto &e : org->getEmployeeInfos(companyId, departmentId)) {
-        Item *node = addItem(parent, Item::Employee, ClusterID(e->uid(), OrgStaff), e->name());
-        node->setUid(e->uid());
-        node->setSchoolId(companyId);
-    }
-    Q_UNUSED(uid)
-    for (const auto &d : org->getDepartmentInfos(companyId, departmentId)) {
-        Item *dept = addItem(parent, Item::DepartmentZoom, ClusterID(d->id(), Local), d->name());
+    using Departments = decltype(chart->getDepartmentInfos(unitId, departmentId));
+    struct Level {
+        Item *item;
+        Departments subs;
+        size_t next;
+    };
+    QSet<quint64> placed{departmentId};
+    auto open = [&](quint64 did, Item *item) {
+        for (const auto &e : chart->getEmployeeInfos(unitId, did)) {
+            if (!e)
+                continue;
+            Item *node = addItem(item, staffType, ClusterID(e->uid(), staffKind), e->name());
+            node->setUid(e->uid());
+            node->setSchoolId(unitId);
+        }
+        return Level{item, chart->getDepartmentInfos(unitId, did), 0};
+    };
+    std::vector<Level> stack;
+    stack.push_back(open(departmentId, parent));
+    while (!stack.empty()) {
+        Level &level = stack.back();
+        if (level.next >= level.subs.size()) {
+            stack.pop_back();
+            continue;
+        }
+        const auto d = level.subs[level.next++];
+        if (!d)
+            continue;
+        if (placed.contains(d->id())) {
+            qCWarning(lcContacts) << "department listed again in the chart of" << unitId << "skipped:" << d->id()
+                                  << d->name();
+            continue;
+        }
+        placed.insert(d->id());
+        Item *dept = addItem(level.item, departmentType, ClusterID(d->id(), Local), d->name());
         dept->setSortNum(d->order());
-        dept->setSchoolId(companyId);
-        insertDepts(uid, companyId, d->id(), dept);
+        dept->setSchoolId(unitId);
+        stack.push_back(open(d->id(), dept)); // level is not used past this point
     }
 }
 
-void ContactsTreeModel::insertSchoolDepts(quint64 uid, quint64 schoolId, quint64 departmentId, Item *parent)
+void ContactsTreeModel::insertDepts(quint64, quint64 companyId, quint64 departmentId, Item *parent)
 {
-    auto *chart = SchoolChartManager::instance();
-    for (const auto &e : chart->getEmployeeInfos(schoolId, departmentId)) {
-        Item *node = addItem(parent, Item::SchoolEmployee, ClusterID(e->uid(), SchoolStaff), e->name());
-        node->setUid(e->uid());
-        node->setSchoolId(schoolId);
-    }
-    Q_UNUSED(uid)
-    for (const auto &d : chart->getDepartmentInfos(schoolId, departmentId)) {
-        Item *dept = addItem(parent, Item::SchoolDepartmentZoom, ClusterID(d->id(), Local), d->name());
-        dept->setSortNum(d->order());
-        dept->setSchoolId(schoolId);
-        insertSchoolDepts(uid, schoolId, d->id(), dept);
-    }
+    insertChart(OrgChartManager::instance(), companyId, departmentId, parent, Item::DepartmentZoom, Item::Employee, OrgStaff);
+}
+
+void ContactsTreeModel::insertSchoolDepts(quint64, quint64 schoolId, quint64 departmentId, Item *parent)
+{
+    insertChart(SchoolChartManager::instance(), schoolId, departmentId, parent, Item::SchoolDepartmentZoom,
+                Item::SchoolEmployee, SchoolStaff);
 }
 
 void ContactsTreeModel::clearOtherCompanyZoom(const std::vector<quint64> &keep)
@@ -893,7 +951,7 @@ void ContactsTreeModel::onAllOrgSyncComplete()
     clearOtherCompanyZoom(ids);
     for (const auto &c : companies)
         rebuildCompany(c->id(), c->name());
-    rootItem()->sort();
+    rootItem()->sortChanged();
 }
 
 void ContactsTreeModel::onSchoolSyncComplete(quint64 schoolId)
@@ -906,7 +964,7 @@ void ContactsTreeModel::onSchoolSyncComplete(quint64 schoolId)
     } else if (Item *node = findChild(rootItem(), Item::CompanyZoom, ClusterID(schoolId, Local))) {
         removeItem(node);
     }
-    rootItem()->sort();
+    rootItem()->sortChanged();
 }
 
 void ContactsTreeModel::onSchoolChartSyncComplete()
@@ -931,7 +989,7 @@ void ContactsTreeModel::onSchoolChartSyncComplete()
             updateAClass(cluster);
     }
     checkSyncFlag(SchoolChartSync);
-    rootItem()->sort();
+    rootItem()->sortChanged();
 }
 
 void ContactsTreeModel::onClusterSyncComplete()
@@ -964,20 +1022,44 @@ void ContactsTreeModel::onAddCluster(const std::vector<ClusterID> &clusters)
             addCluster(contacts->getClusterInfo(id));
         updateAClass(contacts->getClusterInfo(id));
     }
-    rootItem()->sort();
+    rootItem()->sortChanged();
 }
 
 void ContactsTreeModel::onDelCluster(const std::vector<ClusterID> &clusters)
 {
+    // Headings, schools, companies and departments have Local values; no cluster is one.
+    std::vector<ClusterID> values;
+    for (const ClusterID &id : clusters) {
+        if (id.isUnknowType() || id.type() == Local)
+            qCWarning(lcContacts) << "removal of a cluster of no listed kind ignored:" << id.toString();
+        else
+            values.push_back(id);
+    }
+    if (values.empty())
+        return;
     ResetScope reset(this);
     std::vector<QModelIndex> found;
-    indexByValue(QModelIndex(), clusters, found, false);
+    indexByValue(QModelIndex(), values, found, false);
     // Deepest first, so no node is deleted through its parent before its own turn.
     std::vector<Item *> nodes;
-    for (const QModelIndex &idx : found)
-        nodes.push_back(item(idx));
+    for (const QModelIndex &idx : found) {
+        if (isClusterNode(item(idx)->type()))
+            nodes.push_back(item(idx));
+    }
     for (auto it = nodes.rbegin(); it != nodes.rend(); ++it)
         removeItem(*it);
+    // A course listed as its class chat is listed as a course again once the chat is gone.
+    Item *groups = zoom(Item::MyGroupsZoom);
+    bool coursesBack = false;
+    for (const ClusterID &id : values) {
+        if (id.type() != Class || ContactsEngine::instance()->getClusterInfo(id))
+            continue;
+        const auto course = CourseEngine::instance()->getSnapshotCourse(id.id());
+        if (course && !isHiddenCourse(id.id()) && placeCourse(groups, id.id(), course->name()))
+            coursesBack = true;
+    }
+    if (coursesBack)
+        groups->sortChanged();
 }
 
 void ContactsTreeModel::onUpdateClusterInfo(const std::vector<ClusterID> &clusters)
@@ -988,12 +1070,15 @@ void ContactsTreeModel::onUpdateClusterInfo(const std::vector<ClusterID> &cluste
 
     std::vector<Item *> targets;
     walk(rootItem(), [&](Item *c) {
-        // Schools hold no node that reacts to cluster changes; companies only for staff values.
-        if (c->type() == Item::SchoolZoom || (c->type() == Item::CompanyZoom && !anyStaff))
+        // Companies hold nodes that react only to staff values; schools only their classes,
+        // which sit right under the school.
+        if (c->type() == Item::CompanyZoom && !anyStaff)
+            return Walk::Skip;
+        if (c->type() == Item::SchoolDepartmentZoom)
             return Walk::Skip;
         if (contains(sorted, c->value()))
             targets.push_back(c);
-        return Walk::Descend;
+        return c->type() == Item::ClassZoom ? Walk::Skip : Walk::Descend;
     });
     if (targets.empty())
         return;
@@ -1038,8 +1123,13 @@ void ContactsTreeModel::onUpdateClusterInfo(const std::vector<ClusterID> &cluste
             }
             break;
         case Item::Group:
+        case Item::ClassZoom:
             if (const auto cluster = contacts->getClusterInfo(node->value()))
                 node->setName(cluster->name());
+            break;
+        case Item::Course:
+            if (const auto course = CourseEngine::instance()->getSnapshotCourse(id))
+                node->setName(course->name());
             break;
         case Item::SingleUser:
             if (const auto user = contacts->getUserInfo(id))
@@ -1131,7 +1221,7 @@ void ContactsTreeModel::onUpdateClusterMember(const ClusterID &cluster, const st
         return;
     ResetScope reset(this);
     updateAClass(info);
-    school->sort();
+    school->sortChanged();
 }
 
 void ContactsTreeModel::onUpdateUserInfo(const std::vector<quint64> &uids)
@@ -1159,7 +1249,7 @@ void ContactsTreeModel::onUpdateUserInfo(const std::vector<quint64> &uids)
                 c->setIsForceDisable(!cluster || !cluster->isValid(c->uid()));
                 return Walk::Descend;
             });
-            top->sort();
+            top->sortChanged();
         } else if (top->type() == Item::SingleUsersZoom) {
             for (int k = 0; k < top->childCount(); ++k) {
                 Item *c = top->childItem(k);
@@ -1170,7 +1260,7 @@ void ContactsTreeModel::onUpdateUserInfo(const std::vector<quint64> &uids)
                     c->setName(user->displayName());
                 c->setIsForceDisable(!user);
             }
-            top->sort();
+            top->sortChanged();
         }
     }
 }
@@ -1223,18 +1313,18 @@ void ContactsTreeModel::onSnapshotCompleted()
             removeItem(groups->childItem(i));
     }
     addCourses();
-    groups->sort();
+    groups->sortChanged();
 }
 
 void ContactsTreeModel::onCourseAdded(quint64, quint64 courseId)
 {
     Item *groups = zoom(Item::MyGroupsZoom);
     const ClusterID value(courseId, Class);
-    if (findChild(groups, Item::Course, value) || !isHiddenCourse(courseId))
+    if (findChild(groups, Item::Course, value) || findChild(groups, Item::Group, value) || !isHiddenCourse(courseId))
         return;
     ResetScope reset(this);
-    addItem(groups, Item::Course, value, CourseEngine::instance()->getCourseName(courseId));
-    groups->sort();
+    placeCourse(groups, courseId, CourseEngine::instance()->getCourseName(courseId));
+    groups->sortChanged();
 }
 
 void ContactsTreeModel::onRemoveCourse(quint64, quint64 courseId)
@@ -1268,7 +1358,7 @@ void ContactsTreeModel::onCourseNameChanged(quint64, quint64 courseId, const QSt
         return;
     ResetScope reset(this);
     node->setName(name);
-    groups->sort();
+    groups->sortChanged();
 }
 
 void ContactsTreeModel::onSchoolInfoChanged(quint64)
@@ -1289,24 +1379,39 @@ void ContactsTreeModel::onUpdateUnreadNoticeCount()
 // ---------------------------------------------------------------------------------------------
 // Sessions
 
+namespace {
+// One session per chat, the newest where a batch names a chat more than once.
+Sessions newestPerChat(const Sessions &sessions)
+{
+    Sessions out;
+    std::map<ClusterID, size_t> at;
+    for (const auto &s : sessions) {
+        if (!s)
+            continue;
+        const auto [it, added] = at.emplace(s->clusterID(), out.size());
+        if (added)
+            out.push_back(s);
+        else if (s->msgTime() > out[it->second]->msgTime())
+            out[it->second] = s;
+    }
+    return out;
+}
+} // namespace
+
 void ContactsTreeModel::onUpdateSessions(const Sessions &sessions)
 {
     Item *recent = zoom(Item::RecentZoom);
-    std::vector<std::pair<ClusterID, quint32>> times;
-    for (const auto &s : sessions) {
-        if (s)
-            times.emplace_back(s->clusterID(), s->msgTime());
-    }
-    std::sort(times.begin(), times.end());
+    std::map<ClusterID, quint32> times;
+    for (const auto &s : newestPerChat(sessions))
+        times.emplace(s->clusterID(), s->msgTime());
     ResetScope reset(this);
     for (int i = 0; i < recent->childCount(); ++i) {
         Item *c = recent->childItem(i);
-        const auto it = std::lower_bound(times.begin(), times.end(), std::make_pair(c->value(), quint32(0)),
-                                         [](const auto &a, const auto &b) { return a.first < b.first; });
-        if (it != times.end() && it->first == c->value())
+        const auto it = times.find(c->value());
+        if (it != times.end())
             c->setLastMsgTime(it->second);
     }
-    recent->sort();
+    recent->sortChanged();
 }
 
 void ContactsTreeModel::onDeleteSessions(const Sessions &sessions)
@@ -1325,7 +1430,7 @@ void ContactsTreeModel::onAddSessions(const Sessions &sessions)
 {
     Item *recent = zoom(Item::RecentZoom);
     ResetScope reset(this);
-    for (const auto &s : sessions)
+    for (const auto &s : newestPerChat(sessions))
         addSession(recent, s);
-    recent->sort();
+    recent->sortChanged();
 }

@@ -141,9 +141,14 @@ private:
     void addSession(ContactsTreeItem *recent, const OrvEngine::SessionPtr &session);
     void addCluster(const OrvEngine::ClusterInfoPtr &cluster);
     void addCourses();
+    ContactsTreeItem *placeCourse(ContactsTreeItem *groups, quint64 courseId, const QString &name);
     bool isHiddenCourse(quint64 courseId) const;
     void insertDepts(quint64 uid, quint64 companyId, quint64 departmentId, ContactsTreeItem *parent);
     void insertSchoolDepts(quint64 uid, quint64 schoolId, quint64 departmentId, ContactsTreeItem *parent);
+    template<typename Chart>
+    void insertChart(Chart *chart, quint64 unitId, quint64 departmentId, ContactsTreeItem *parent,
+                     ContactsTreeItem::ItemType departmentType, ContactsTreeItem::ItemType staffType,
+                     OrvEngine::ClusterType staffKind);
     void clearOtherCompanyZoom(const std::vector<quint64> &keep);
     void clearOtherSchoolZoom(const std::vector<quint64> &keep);
     void rebuildCompany(quint64 companyId, const QString &name);
