@@ -5,6 +5,10 @@
 #include "orvpainteritems.h"
 
 #include <QBitmap>
+#include <QClipboard>
+#include <QGuiApplication>
+#include <QMimeData>
+#include <QUrl>
 #include <QFileInfo>
 #include <QGraphicsItem>
 #include <QGraphicsScene>
@@ -434,6 +438,27 @@ bool OrvPainter::addPictureFromFile(const QString &path)
     return addPicture(image);
 }
 
+bool OrvPainter::pasteFromClipboard()
+{
+    const QMimeData *mime = QGuiApplication::clipboard()->mimeData();
+    if (!mime) {
+        qCInfo(lcOrvPainter) << "the clipboard is empty";
+        return false;
+    }
+    if (mime->hasImage()) {
+        const QImage image = qvariant_cast<QImage>(mime->imageData());
+        if (!image.isNull())
+            return addPicture(image);
+    }
+    const auto urls = mime->urls();
+    for (const QUrl &url : urls) {
+        if (url.isLocalFile() && !QImageReader::imageFormat(url.toLocalFile()).isEmpty())
+            return addPictureFromFile(url.toLocalFile());
+    }
+    qCInfo(lcOrvPainter) << "the clipboard holds no picture to paste; formats:" << mime->formats().mid(0, 8);
+    return false;
+}
+
 int OrvPainter::deleteSelected()
 {
     if (!m_data)
@@ -594,7 +619,7 @@ void OrvPainter::beginStroke(const QPointF &p)
     m_liveWidth = m_penWidth / viewScale();
     m_livePath = QPainterPath(p);
     if (m_penShape == PenShape::FreeLine)
-        m_livePath.lineTo(p); // a dot until the pointer moves
+        m_livePath.lineTo(p + QPointF(1e-3, 0)); // a dot until the pointer moves (a line of no length draws nothing)
     m_liveRect = segmentRect(p, p, m_liveWidth);
     viewport()->update(mapFromScene(m_liveRect).boundingRect().adjusted(-2, -2, 2, 2));
 }
@@ -935,6 +960,8 @@ void OrvPainter::keyPressEvent(QKeyEvent *event)
         redo();
     } else if (event->matches(QKeySequence::Delete) || event->key() == Qt::Key_Backspace) {
         deleteSelected();
+    } else if (event->matches(QKeySequence::Paste)) {
+        pasteFromClipboard();
     } else if (event->matches(QKeySequence::SelectAll)) {
         selectAll();
     } else {
@@ -1110,6 +1137,11 @@ void OrvPainter::setStorageDirectory(const QString &folder)
 QString OrvPainter::storageDirectory()
 {
     return LayerData::storageDirectory();
+}
+
+QString OrvPainter::storagePath(const QString &key)
+{
+    return LayerData::storagePath(key);
 }
 
 } // namespace OrvPainterBase

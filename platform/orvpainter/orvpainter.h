@@ -123,6 +123,9 @@ public:
     bool addPicture(const QImage &image, const QPointF &center = QPointF(-1, -1));
     /// addPicture() of a file; false (and a log line) when it is not a picture.
     bool addPictureFromFile(const QString &path);
+    /// Pastes the clipboard's picture (pixels, or the first picture file it names); false (and
+    /// a log line) when it holds none. Text pastes into the box being typed into instead.
+    bool pasteFromClipboard();
     /// Removes the selected annotations; returns how many.
     int deleteSelected();
     /// Removes every annotation of this key (undoable).
@@ -170,6 +173,8 @@ public:
     /// Where annotations are kept across runs ("" keeps them for this process only).
     static void setStorageDirectory(const QString &folder);
     static QString storageDirectory();
+    /// The file the annotations of key are kept in ("" without a storage folder).
+    static QString storagePath(const QString &key);
 
 Q_SIGNALS:
     void dataModified(int itemCount);
