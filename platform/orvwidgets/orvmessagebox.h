@@ -28,8 +28,10 @@ public:
                                                 QMessageBox::StandardButton defaultButton = QMessageBox::No);
     static QMessageBox::StandardButton information(QWidget *parent, const QString &title, const QString &text);
 
-protected:
+    /// Escape and the close button: Cancel, or No without Cancel.
     void reject() override;
+
+protected:
     void paintEvent(QPaintEvent *event) override;
     void mousePressEvent(QMouseEvent *event) override;
     void mouseMoveEvent(QMouseEvent *event) override;

@@ -11,6 +11,7 @@
 EraserMenu::EraserMenu(Qt::ArrowType arrow, QWidget *parent, bool popup)
     : ArrowPopup(arrow, parent, popup)
 {
+    qRegisterMetaType<EraserType>("EraserType");
     setObjectName(QStringLiteral("EraserMenu"));
     setFixedSize(202, 72);
     auto *layout = new QHBoxLayout(this);

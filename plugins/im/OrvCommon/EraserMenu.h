@@ -8,6 +8,7 @@ class QToolButton;
 
 /// Eraser sizes, and clearing every annotation.
 enum EraserType { EraserSmall = 0, EraserMedium = 1, EraserLarge = 2, EraserClear = 3 };
+Q_DECLARE_METATYPE(EraserType)
 
 /**
  * The eraser's popup: three sizes ("sEraserBtn", "mEraserBtn", "lEraserBtn", one checked at a
