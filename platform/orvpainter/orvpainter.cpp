@@ -2,6 +2,7 @@
 #include "orvpainter.h"
 #include "orvpainter_logging.h"
 #include "orvpainterdata.h"
+#include "orvpaintercomposer.h"
 #include "orvpainteritems.h"
 
 #include <QBitmap>
@@ -1021,28 +1022,17 @@ QImage OrvPainter::renderImage(const QPixmap &picture) const
         return QImage();
     // JPEG and opaque pictures need no alpha; drawing on RGB32 saves a conversion later.
     const bool alpha = picture.isNull() ? m_background.alpha() < 255 : picture.hasAlphaChannel();
-    QImage image;
-    if (!picture.isNull()) {
-        image = picture.toImage();
-        const QImage::Format wanted = alpha ? QImage::Format_ARGB32_Premultiplied : QImage::Format_RGB32;
-        if (image.format() != wanted)
-            image = image.convertToFormat(wanted);
+    QImage base;
+    if (picture.isNull()) {
+        base = QImage(size, alpha ? QImage::Format_ARGB32_Premultiplied : QImage::Format_RGB32);
+        if (base.isNull())
+            return base;
+        base.fill(m_background);
     } else {
-        image = QImage(size, alpha ? QImage::Format_ARGB32_Premultiplied : QImage::Format_RGB32);
-        if (!image.isNull())
-            image.fill(m_background);
+        base = picture.toImage();
     }
-    if (image.isNull())
-        return image;
-    if (!m_data || m_pictureSize.isEmpty() || m_data->scene()->items().isEmpty())
-        return image;
-    QPainter painter(&image);
-    painter.setRenderHints(QPainter::Antialiasing | QPainter::SmoothPixmapTransform | QPainter::TextAntialiasing);
-    // Selection frames and text cursors are not part of the picture.
-    ExportPaintScope exporting;
-    m_data->scene()->render(&painter, QRectF(QPointF(0, 0), QSizeF(size)), QRectF(QPointF(0, 0), QSizeF(m_pictureSize)),
-                            Qt::IgnoreAspectRatio);
-    return image;
+    const AnnotationComposer composer(m_data ? m_data->scene() : nullptr, m_pictureSize, size);
+    return composer.compose(base, alpha ? QImage::Format_ARGB32_Premultiplied : QImage::Format_RGB32);
 }
 
 bool OrvPainter::render(const QString &path, const QPixmap &picture) const
@@ -1057,26 +1047,33 @@ bool OrvPainter::render(const QString &path, const QPixmap &picture) const
         qCWarning(lcOrvPainter) << "cannot write pictures as" << suffix << "to" << path;
         return false;
     }
-    QImage image = renderImage(picture);
-    if (image.isNull()) {
-        qCWarning(lcOrvPainter) << "no memory for the picture" << picture.size() << "to" << path;
-        return false;
-    }
     QSaveFile file(path);
     if (!file.open(QIODevice::WriteOnly)) {
         qCWarning(lcOrvPainter) << "cannot write" << path << file.errorString();
         return false;
     }
-    QImageWriter writer(&file, format);
     if (format == "jpeg") {
-        writer.setQuality(95);
-        if (image.hasAlphaChannel())
-            image = image.convertToFormat(QImage::Format_RGB32);
-    }
-    if (!writer.write(image)) {
-        qCWarning(lcOrvPainter) << "cannot encode" << path << writer.errorString();
-        file.cancelWriting();
-        return false;
+        // Encoded while it is composed.
+        const AnnotationComposer composer(m_data ? m_data->scene() : nullptr, m_pictureSize, picture.size());
+        QString error;
+        if (!composer.writeJpeg(picture.toImage(), &file, 95, &error)) {
+            qCWarning(lcOrvPainter) << "cannot encode" << path << error;
+            file.cancelWriting();
+            return false;
+        }
+    } else {
+        const QImage image = renderImage(picture);
+        if (image.isNull()) {
+            qCWarning(lcOrvPainter) << "no memory for the picture" << picture.size() << "to" << path;
+            file.cancelWriting();
+            return false;
+        }
+        QImageWriter writer(&file, format);
+        if (!writer.write(image)) {
+            qCWarning(lcOrvPainter) << "cannot encode" << path << writer.errorString();
+            file.cancelWriting();
+            return false;
+        }
     }
     if (!file.commit()) {
         qCWarning(lcOrvPainter) << "cannot write" << path << file.errorString();
