@@ -9,6 +9,7 @@
 
 #include <QButtonGroup>
 #include <QComboBox>
+#include <QEvent>
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QHBoxLayout>
@@ -191,6 +192,7 @@ void BaseEditTool::attachPainter(QGraphicsView *view)
     m_painter = qobject_cast<OrvPainterBase::OrvPainter *>(view);
     if (!m_painter)
         return;
+    m_painter->viewport()->installEventFilter(this);
     m_painterConnections << connect(m_painter, &OrvPainterBase::OrvPainter::edited, this, &BaseEditTool::edited);
     m_painterConnections << connect(m_painter, &OrvPainterBase::OrvPainter::canUndoChanged, this,
                                     &BaseEditTool::canUndoChanged);
@@ -221,6 +223,14 @@ void BaseEditTool::applyAll()
     m_painter->setTextColor(m_textColor);
     m_painter->setTextPixelSize(m_fontSize);
     m_painter->setTool(m_tool);
+}
+
+bool BaseEditTool::eventFilter(QObject *watched, QEvent *event)
+{
+    // Drawing starts: the settings box makes room.
+    if (m_painter && watched == m_painter->viewport() && event->type() == QEvent::MouseButtonPress)
+        hideBoxes();
+    return QObject::eventFilter(watched, event);
 }
 
 // --- tools ---

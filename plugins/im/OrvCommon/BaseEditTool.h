@@ -119,6 +119,8 @@ public Q_SLOTS:
     virtual void onShotCanceled();
 
 protected:
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
     bool m_lastSaveOk = false;
     QString m_lastSavedPath;
 

@@ -255,7 +255,8 @@ void ImageEditor::buildUi()
     m_view = new ImageGraphicsView(this);
     m_view->setStyleSheet(QStringLiteral("QGraphicsView#imageViewer { background: #FAFAFA; border: none; }"));
     layout->addWidget(m_view, 1);
-    m_editTool = new EditTool(m_view, this, true, this);
+    // Boxes as children: a popup would swallow the first click on the picture after picking a tool.
+    m_editTool = new EditTool(m_view, this, false, this);
 
     m_tip = new QLabel(m_view);
     m_tip->setObjectName(QStringLiteral("tipLabel"));
@@ -493,6 +494,11 @@ void ImageEditor::closeEvent(QCloseEvent *event)
         return;
     }
     m_editTool->hideBoxes();
+    // Its dialogs belong to the picture being closed.
+    if (m_saveDialog)
+        m_saveDialog->close();
+    if (QWidget *load = findChild<QFileDialog *>(QStringLiteral("loadImageDialog")))
+        load->close();
     if (auto *painter = m_view->getPainter()) {
         painter->finishTextEditing();
         if (m_view->getMoleName().isEmpty())
