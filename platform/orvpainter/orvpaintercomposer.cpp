@@ -191,6 +191,14 @@ void AnnotationComposer::paintBand(QImage &band, int top) const
 
 QImage AnnotationComposer::composeBand(const QImage &picture, int top, int height, QImage::Format format) const
 {
+    const QRectF rows(0, top, picture.width(), height);
+    bool touched = false;
+    for (const Step &step : m_steps)
+        touched = touched || step.bounds.adjusted(-1, -1, 1, 1).intersects(rows);
+    if (!touched && picture.format() == format) {
+        // Nothing drawn here: the picture's own rows, read in place.
+        return QImage(picture.constScanLine(top), picture.width(), height, picture.bytesPerLine(), format);
+    }
     QImage band = picture.copy(0, top, picture.width(), height);
     if (band.format() != format)
         band = band.convertToFormat(format);

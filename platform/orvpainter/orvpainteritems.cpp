@@ -24,6 +24,7 @@ constexpr double MaxCoordinate = 1e6;
 constexpr int MaxPathElements = 2000000;
 constexpr int MaxTextLength = 100000;
 constexpr qint64 MaxPicturePixels = 64LL * 1024 * 1024;
+constexpr double MaxPenWidth = 5000;
 
 QStyleOptionGraphicsItem plainOption(const QStyleOptionGraphicsItem *option)
 {
@@ -231,7 +232,7 @@ PathAnnotation *PathAnnotation::fromJson(const QJsonObject &object, QString *err
         QColor color;
         double width = 0;
         if (!readColor(p.value(QStringLiteral("color")), &color) || !readNumber(p.value(QStringLiteral("width")), &width)
-            || width <= 0) {
+            || width <= 0 || width > MaxPenWidth) {
             *error = QStringLiteral("bad pen");
             return nullptr;
         }

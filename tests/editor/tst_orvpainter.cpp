@@ -17,6 +17,8 @@
 #include <QMimeData>
 #include <QTemporaryDir>
 #include <QUndoStack>
+#include <QLoggingCategory>
+#include <QRandomGenerator>
 #include <QtTest>
 
 using OrvPainterBase::OrvPainter;
@@ -317,6 +319,17 @@ private Q_SLOTS:
         QVERIFY(distance(saved.pixel(880, 20), expected.pixel(880, 20)) < 12);
         QVERIFY(distance(saved.pixel(450, 650), qRgb(255, 0, 0)) < 60); // on the stroke, two bands down
 
+        // Bands nothing reaches are read from the picture in place.
+        p->clear();
+        p->setTool(OrvPainter::Tool::Pen);
+        p->setPenShape(OrvPainter::PenShape::Rectangle);
+        layer.drag({100, 20}, {300, 120});
+        QVERIFY(p->render(path, QPixmap::fromImage(picture)));
+        const QImage partly = QImage(path).convertToFormat(QImage::Format_RGB32);
+        QVERIFY(distance(partly.pixel(200, 20), qRgb(255, 0, 0)) < 60);
+        for (const QPoint &at : {QPoint(20, 400), QPoint(600, 690), QPoint(880, 300)})
+            QVERIFY(distance(partly.pixel(at), picture.pixel(at)) < 12);
+
         // A device that takes nothing: a failure, not a short file.
         QBuffer readOnly;
         readOnly.open(QIODevice::ReadOnly);
@@ -535,6 +548,50 @@ private Q_SLOTS:
         QCOMPARE(layer.render(), before);
         QVERIFY(layer.painter->canUndo());
         OrvPainter::discardData(QStringLiteral("damaged-key"));
+    }
+
+    void mutatedDocumentsAreReadOrRefusedWhole()
+    {
+        Layer source(QSize(400, 300), 1.0);
+        OrvPainter *p = source.painter;
+        p->setTool(OrvPainter::Tool::Pen);
+        source.drag({20, 20}, {300, 200});
+        p->setPenShape(OrvPainter::PenShape::Ellipse);
+        source.drag({50, 50}, {200, 150});
+        p->setTool(OrvPainter::Tool::Text);
+        click(source.input(), source.at({100, 250}));
+        source.type(QStringLiteral("abc 中"));
+        p->finishTextEditing();
+        QImage sticker(8, 8, QImage::Format_ARGB32);
+        sticker.fill(Qt::blue);
+        p->addPicture(sticker);
+        const QByteArray good = p->annotationData();
+
+        Layer target(QSize(400, 300), 1.0, QStringLiteral("mutations"));
+        QVERIFY(target.painter->setAnnotationData(good));
+        QCOMPARE(target.painter->itemCount(), 4);
+        QCOMPARE(target.render(), source.render());
+        // Whatever a damaged copy holds: all of it or none of it, never a crash.
+        QLoggingCategory::setFilterRules(QStringLiteral("orv.painter.warning=false"));
+        QRandomGenerator rng(20240611);
+        int accepted = 0;
+        for (int round = 0; round < 400; ++round) {
+            QByteArray bad = good;
+            const int flips = 1 + int(rng.bounded(4));
+            for (int i = 0; i < flips; ++i)
+                bad[int(rng.bounded(bad.size()))] = char(rng.bounded(256));
+            if (round % 7 == 0)
+                bad.truncate(int(rng.bounded(bad.size())));
+            const int before = target.painter->itemCount();
+            if (target.painter->setAnnotationData(bad))
+                ++accepted;
+            else
+                QCOMPARE(target.painter->itemCount(), before);
+            target.render();
+        }
+        QLoggingCategory::setFilterRules(QString());
+        QVERIFY(accepted < 400);
+        OrvPainter::discardData(QStringLiteral("mutations"));
     }
 
     void aDamagedFileIsKeptAsideNotOverwritten()
