@@ -177,8 +177,13 @@ void AnnotationComposer::paintBand(QImage &band, int top) const
             const qreal r = step.pen.widthF() / 2;
             p.setPen(Qt::NoPen);
             p.setBrush(step.pen.brush());
-            for (const QPointF &joint : step.joints)
-                p.drawEllipse(joint, r, r);
+            // Joints whose disc stays out of these rows are skipped.
+            const qreal reach = r * qMax(qAbs(step.transform.m22()), qAbs(step.transform.m12())) + 1;
+            for (const QPointF &joint : step.joints) {
+                const qreal y = step.transform.map(joint).y();
+                if (y + reach >= rows.top() && y - reach <= rows.bottom())
+                    p.drawEllipse(joint, r, r);
+            }
         } else if (step.image.isNull()) {
             p.setPen(step.pen);
             p.setBrush(step.brush);
@@ -251,13 +256,21 @@ bool AnnotationComposer::writeJpeg(const QImage &picture, QIODevice *device, int
         p->setExpiryTimeout(5000);
         return p;
     }();
-    QVector<QFuture<QImage>> bands;
-    for (int top = 0; top < picture.height(); top += BandHeight) {
-        const int height = qMin(BandHeight, picture.height() - top);
-        bands.append(QtConcurrent::run(pool, [this, &picture, top, height] {
-            return composeBand(picture, top, height, QImage::Format_RGB32);
-        }));
-    }
+    // Only a few bands ahead of the encoder, so a band is still in the cache when it is encoded.
+    const int bandCount = (picture.height() + JpegBandHeight - 1) / JpegBandHeight;
+    const int ahead = pool->maxThreadCount() + 1;
+    QVector<QFuture<QImage>> bands(bandCount);
+    int launched = 0;
+    auto launch = [&](int upTo) {
+        for (; launched < qMin(upTo, bandCount); ++launched) {
+            const int top = launched * JpegBandHeight;
+            const int height = qMin(JpegBandHeight, picture.height() - top);
+            bands[launched] = QtConcurrent::run(pool, [this, &picture, top, height] {
+                return composeBand(picture, top, height, QImage::Format_RGB32);
+            });
+        }
+    };
+    launch(ahead);
 
     jpeg_compress_struct cinfo;
     JpegError jerr;
@@ -287,7 +300,8 @@ bool AnnotationComposer::writeJpeg(const QImage &picture, QIODevice *device, int
         jpeg_set_defaults(&cinfo);
         jpeg_set_quality(&cinfo, qBound(1, quality, 100), TRUE);
         jpeg_start_compress(&cinfo, TRUE);
-        for (int i = 0; i < bands.size() && !dest.failed; ++i) {
+        for (int i = 0; i < bandCount && !dest.failed; ++i) {
+            launch(i + 1 + ahead);
             current = bands[i].result();
             if (current.isNull()) {
                 std::snprintf(jerr.message, sizeof(jerr.message), "no memory for a band");
@@ -306,8 +320,8 @@ bool AnnotationComposer::writeJpeg(const QImage &picture, QIODevice *device, int
     }
     jpeg_destroy_compress(&cinfo);
     current = QImage();
-    for (auto &band : bands)
-        band.waitForFinished();
+    for (int i = 0; i < launched; ++i)
+        bands[i].waitForFinished();
     if (!ok && error) {
         *error = dest.failed ? device->errorString()
                              : QString::fromLocal8Bit(jerr.message[0] ? jerr.message : "encoding stopped");

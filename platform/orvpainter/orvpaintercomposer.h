@@ -28,6 +28,8 @@ class AnnotationComposer
 {
 public:
     static constexpr int BandHeight = 256;
+    /// Bands handed to the JPEG encoder: small enough to stay in the processor's cache.
+    static constexpr int JpegBandHeight = 64;
 
     /// sceneSize: the scene rect (the picture's size in scene pixels); outputSize: the picture's.
     AnnotationComposer(QGraphicsScene *scene, const QSize &sceneSize, const QSize &outputSize);
