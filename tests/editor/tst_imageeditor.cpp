@@ -20,6 +20,7 @@
 #include <QFileDialog>
 #include <QHBoxLayout>
 #include <QMenu>
+#include <QMetaMethod>
 #include <QMimeData>
 #include <QPushButton>
 #include <QSignalSpy>
@@ -242,6 +243,20 @@ private Q_SLOTS:
         QCOMPARE(editor->editTool()->textColor(), QColor("#F33B1F"));
         QCOMPARE(ArrowPopup::marginsFor(Qt::UpArrow).left(), 10);
         QCOMPARE(editor->editTool()->eraserType(), EraserMedium);
+        QStringList slotNames;
+        const QMetaObject *meta = editor->metaObject();
+        for (int i = meta->methodOffset(); i < meta->methodCount(); ++i) {
+            if (meta->method(i).methodType() == QMetaMethod::Slot && meta->method(i).access() == QMetaMethod::Public)
+                slotNames << QString::fromLatin1(meta->method(i).name());
+        }
+        QCOMPARE(slotNames, QStringList({"minBtnSlot", "maxBtnSlot", "closeBtnSlot", "selectBtnSlot", "onFrameSelect",
+                                     "onFreeSelect", "penBtnSlot", "onShapeTypeChange", "onPenColorChange",
+                                     "penColorPickFinish", "eraserBtnSlot", "eraserSateChange", "textBtnSlot",
+                                     "onTextColorChange", "textColorPickFinish", "shotBtnSlot", "onMenuShot",
+                                     "onMenuShotWithHide", "onTextFontSizeSettingChanged", "deleteBtnSlot",
+                                     "loadImageBtnSlot", "onRestore", "onAdapt", "onZoomout", "onZoomin", "onRotate",
+                                     "onShare", "onSave", "onSaveToCloud", "finishBtnSlot", "setRestoreBtnVisible",
+                                     "adjustRestoreButton", "adjustZoomButton", "onShotFinished", "onShotCanceled"}));
         ImageEditor::release();
         QVERIFY(!editor);
         QVERIFY(ImageEditor::instance() != nullptr);
