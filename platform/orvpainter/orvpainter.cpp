@@ -7,6 +7,7 @@
 
 #include <QBitmap>
 #include <QClipboard>
+#include <QApplication>
 #include <QGuiApplication>
 #include <QMimeData>
 #include <QUrl>
@@ -986,8 +987,11 @@ void OrvPainter::wheelEvent(QWheelEvent *event)
 
 void OrvPainter::focusOutEvent(QFocusEvent *event)
 {
-    // A popup (an input method's candidate list, a menu) takes the focus for a moment only.
-    if (event->reason() != Qt::PopupFocusReason && event->reason() != Qt::ActiveWindowFocusReason)
+    // A popup (an input method's candidate list, a menu) takes the focus for a moment only, and a
+    // tool bar's colour or size box in the same window is there to restyle the box being typed.
+    const QWidget *next = QApplication::focusWidget();
+    const bool staysHere = next && next->window() == window();
+    if (event->reason() != Qt::PopupFocusReason && event->reason() != Qt::ActiveWindowFocusReason && !staysHere)
         finishTextEditing();
     QGraphicsView::focusOutEvent(event);
 }

@@ -12,6 +12,7 @@
 #include "imsignalobject.h"
 #include "orvcolorpickerwidget.h"
 #include "orvmessagebox.h"
+#include "orvpainteritems.h"
 #include "orvtrack.h"
 
 #include <QClipboard>
@@ -176,6 +177,31 @@ private Q_SLOTS:
         QCOMPARE(saved.pixel(450, 750), turned.pixel(450, 750));
     }
 
+    void theScreenCaptureShowsItsSelectionAtLogicalSize()
+    {
+        ImageGraphicsView view;
+        view.setUsedByScreenShot(true);
+        view.resize(200, 150);
+        QPixmap grab(400, 300); // a selection on a screen scaled by 2
+        grab.fill(Qt::white);
+        grab.setDevicePixelRatio(2.0);
+        view.loadPixmap(grab);
+        view.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&view));
+        QCOMPARE(view.getImageScale(), 0.5);
+        QCOMPARE(view.getPainter()->pictureSize(), QSize(400, 300));
+        QCOMPARE(view.getPainter()->geometry(), QRect(0, 0, 200, 150));
+        QVERIFY(!view.isZoomEnabled());
+        OrvPainter *p = view.getPainter();
+        p->setTool(OrvPainter::Tool::Pen);
+        p->setPenShape(OrvPainter::PenShape::Line);
+        p->setPenColor(Qt::black);
+        drag(p->viewport(), QPoint(20, 75), QPoint(180, 75));
+        const QImage out = view.renderImage();
+        QCOMPARE(out.size(), QSize(400, 300));
+        QVERIFY(distance(out.pixel(200, 150), qRgb(0, 0, 0)) < 40);
+    }
+
 private:
     QScopedPointer<QWidget> m_host;
     ImageGraphicsView *m_view = nullptr;
@@ -338,10 +364,20 @@ private Q_SLOTS:
         QCOMPARE(p->tool(), OrvPainter::Tool::Text);
         editor->onTextColorChange(1);
         QCOMPARE(p->textColor(), QColor(Qt::black));
+        // The size box restyles the box being typed into, and typing goes on there.
+        click(p->viewport(), QPoint(300, 300));
+        QTest::keyClicks(p, QStringLiteral("Hi"));
         QComboBox *sizes = editor->editTool()->fontSizeBox();
+        sizes->setFocus();
         sizes->setCurrentIndex(sizes->findData(32));
         editor->onTextFontSizeSettingChanged();
         QCOMPARE(p->textPixelSize(), 32);
+        QVERIFY(p->isEditingText());
+        QTest::keyClicks(p, QStringLiteral("!"));
+        p->finishTextEditing();
+        auto *box = static_cast<OrvPainterBase::TextAnnotation *>(p->annotationScene()->items().first());
+        QCOMPARE(box->toPlainText(), QStringLiteral("Hi!"));
+        QCOMPARE(box->pixelSize(), 32 / p->viewScale());
 
         editor->onFreeSelect();
         QCOMPARE(p->tool(), OrvPainter::Tool::Select);

@@ -395,8 +395,12 @@ void BaseEditTool::setTextFontSize(int pixelSize)
     const int index = m_fontSizeBox->findData(pixelSize);
     if (index >= 0)
         m_fontSizeBox->setCurrentIndex(index);
-    if (m_painter)
+    if (m_painter) {
         m_painter->setTextPixelSize(pixelSize);
+        // Typing goes on in the box, not in the size box.
+        if (m_painter->isEditingText())
+            m_painter->setFocus(Qt::OtherFocusReason);
+    }
 }
 
 // --- editing ---
