@@ -5,12 +5,14 @@
 // conversation of the demo world whose pictures download from the local web service.
 #include "../demopage.h"
 #include "../demoservices.h"
+#include "editoroutputpanel.h"
 
 #include "ChatImagePreview.h"
 #include "ImagePreview.h"
 #include "ImageViewerWidget.h"
 #include "ShareToChatTool.h"
 #include "chatengine.h"
+#include "imageeditor.h"
 #include "chatfiletransfer.h"
 #include "contactsengine.h"
 #include "imagesamples.h"
@@ -88,7 +90,11 @@ public:
     {
         auto *layout = new QHBoxLayout(this);
         layout->addWidget(buildGallery(), 3);
-        layout->addWidget(buildChatPanel(), 2);
+        auto *side = new QVBoxLayout;
+        side->addWidget(buildChatPanel(), 1);
+        m_editorOutput = new EditorOutputPanel;
+        side->addWidget(m_editorOutput, 1);
+        layout->addLayout(side, 2);
         m_status->setText(QStringLiteral("Making pictures…"));
         auto *watcher = new QFutureWatcher<QVector<Sample>>(this);
         connect(watcher, &QFutureWatcher<QVector<Sample>>::finished, this, [this, watcher] {
@@ -127,8 +133,11 @@ private:
         auto *buttons = new QHBoxLayout;
         auto *preview = new QPushButton(QStringLiteral("Open in preview"));
         auto *viewer = new QPushButton(QStringLiteral("Open in viewer"));
+        auto *editor = new QPushButton(QStringLiteral("Open in editor"));
         buttons->addWidget(preview);
         buttons->addWidget(viewer);
+        buttons->addWidget(editor);
+        connect(editor, &QPushButton::clicked, this, &PicturesPage::openEditor);
         buttons->addStretch(1);
         layout->addLayout(buttons);
         connect(preview, &QPushButton::clicked, this, &PicturesPage::openPreview);
@@ -252,6 +261,20 @@ private:
         m_viewer->raise();
     }
 
+    void openEditor()
+    {
+        const int row = m_gallery->currentRow();
+        if (row < 0 || row >= m_samples.size())
+            return;
+        QPointer<ImageEditor> editor = ImageEditor::instance();
+        m_editorOutput->watch(editor);
+        editor->setEntrancePage(QStringLiteral("DemoGallery"));
+        editor->showImage(m_samples.at(row).path, QPixmap(), false, window());
+        if (editor->path() != m_samples.at(row).path)
+            m_status->setText(QStringLiteral("%1 is not a picture; the editor did not open.")
+                                  .arg(QFileInfo(m_samples.at(row).path).fileName()));
+    }
+
     // The conversation with the first friend of the demo world, with four pictures on the service.
     void setUpChat()
     {
@@ -344,6 +367,7 @@ private:
     QPointer<ImagePreview> m_preview;
     QPointer<ChatImagePreview> m_chatPreview;
     QPointer<QWidget> m_viewer;
+    EditorOutputPanel *m_editorOutput = nullptr;
     ImageViewerWidget *m_viewerWidget = nullptr;
 };
 

@@ -3,7 +3,8 @@
 #include "ShareToChatTool.h"
 #include "chatfiletransfer.h"
 #include "chatinclassengine.h"
-#include "imageeditorseam.h"
+#include "ImageGraphicsView.h"
+#include "imageeditor.h"
 #include "orvdesktopshell.h"
 #include "picturesfixture.h"
 
@@ -475,18 +476,15 @@ private Q_SLOTS:
 
     void editGoesToTheEditorWithItsAnalytics()
     {
-        QString page;
-        QSize size;
-        ImageEditorSeam::setHandler([&](const QString &entrance, const QString &, const QPixmap &pixmap, QWidget *) {
-            page = entrance;
-            size = pixmap.size();
-        });
         ImagePreview preview(nullptr, false, QStringLiteral("CurriculumSchedule"), 9001, QStringLiteral("teacher"));
         preview.setFileKeyInfo(ImagePreview::OwnFile, 1, 2, 0, 9001, 0, 4001);
         preview.load(solid(QSize(64, 48)));
         preview.editBtnSlot();
-        QCOMPARE(page, QStringLiteral("CurriculumSchedule"));
-        QCOMPARE(size, QSize(64, 48));
+        QPointer<ImageEditor> editor = ImageEditor::instance();
+        QVERIFY(editor->isVisible());
+        QCOMPARE(editor->entrancePage(), QStringLiteral("CurriculumSchedule"));
+        QCOMPARE(editor->view()->getPixmapSize(), QSize(64, 48));
+        QCOMPARE(editor->window()->parentWidget(), &preview);
         const auto events = OrvTrack::instance()->events(QStringLiteral("StartEditingPictures"));
         QCOMPARE(events.size(), 1);
         const QVariantMap p = events.at(0).properties;
@@ -494,9 +492,8 @@ private Q_SLOTS:
         QCOMPARE(p.value("class_id").toString(), QStringLiteral("4001"));
         QCOMPARE(p.value("user_type").toString(), QStringLiteral("teacher"));
         QVERIFY(!p.contains("lesson_id"));
-        ImageEditorSeam::setHandler({});
-        QTest::ignoreMessage(QtWarningMsg, QRegularExpression("no image editor"));
-        preview.editBtnSlot();
+        ImageEditor::release();
+        QVERIFY(!editor);
     }
 
     void downloadMenuOpensThroughTheDesktopShell()

@@ -5,7 +5,7 @@
 #include "chatengine.h"
 #include "chatfiletransfer.h"
 #include "cloudstyle.h"
-#include "imageeditorseam.h"
+#include "imageeditor.h"
 #include "imagepreviewmenu.h"
 #include "orvcommon_logging.h"
 #include "orvhttpmanager.h"
@@ -474,7 +474,14 @@ void ChatImagePreview::editBtnSlot()
     OrvTrack::instance()->track(QStringLiteral("StartEditingPictures"),
                                 {{QStringLiteral("entrance_page"), QStringLiteral("ChatWindow")},
                                  {QStringLiteral("is_from_classroom"), false}});
-    ImageEditorSeam::open(QStringLiteral("ChatWindow"), m_currentPath, pixmap(), this);
+    if (pixmap().isNull()) {
+        qCWarning(lcOrvCommon) << "ChatImagePreview: no picture to edit";
+        return;
+    }
+    QPointer<ImageEditor> editor = ImageEditor::instance();
+    editor->setEntrancePage(QStringLiteral("ChatWindow"));
+    editor->setTrackIds(0, 0, 0, QString());
+    editor->showImage(m_currentPath, pixmap(), false, this);
 }
 
 void ChatImagePreview::showContextMenu(const QPoint &globalPos)

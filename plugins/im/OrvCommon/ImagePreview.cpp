@@ -5,7 +5,7 @@
 #include "chatfiletransfer.h"
 #include "chatinclassengine.h"
 #include "clouddownload.h"
-#include "imageeditorseam.h"
+#include "imageeditor.h"
 #include "orvcommon_logging.h"
 #include "orvdesktopshell.h"
 #include "orvfilenames.h"
@@ -802,7 +802,15 @@ void ImagePreview::editBtnSlot()
     properties.insert(m_fromClassroom ? QStringLiteral("class_role") : QStringLiteral("user_type"), m_userType);
     OrvTrack::instance()->track(QStringLiteral("StartEditingPictures"), properties);
     const QString local = !m_originalPath.isEmpty() ? m_originalPath : m_currentPath;
-    ImageEditorSeam::open(m_entrancePage, local, bestPixmap(), this);
+    const QPixmap picture = bestPixmap();
+    if (picture.isNull() && (local.isEmpty() || !QFileInfo::exists(local))) {
+        qCWarning(lcOrvCommon) << "ImagePreview: no picture to edit";
+        return;
+    }
+    QPointer<ImageEditor> editor = ImageEditor::instance();
+    editor->setEntrancePage(m_entrancePage);
+    editor->setTrackIds(m_schoolId, m_lessonId, m_classId, m_userType);
+    editor->showImage(local, picture, m_fromClassroom, this);
 }
 
 void ImagePreview::downloadBtnSlot()

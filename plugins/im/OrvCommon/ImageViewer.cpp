@@ -225,7 +225,7 @@ void ImageViewer::setupImageAndPainter(int rotation)
         // Annotations are placed on the picture as it stood; they do not survive a turn.
         if (getPainter()->itemCount() > 0)
             qCInfo(lcOrvCommon) << "ImageViewer: turning drops" << getPainter()->itemCount() << "annotations of" << key;
-        getPainter()->clear();
+        getPainter()->discardAnnotations();
         m_container->deleteAllPainter();
         m_container->addPainter(getCalcPainterSize());
     }
