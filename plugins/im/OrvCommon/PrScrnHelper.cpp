@@ -16,6 +16,7 @@
 #include <QTimer>
 
 PrScrnHelper *PrScrnHelper::s_instance = nullptr;
+QString PrScrnHelper::s_programPath;
 
 PrScrnHelper &PrScrnHelper::instance()
 {
@@ -49,6 +50,8 @@ PrScrnHelper::PrScrnHelper()
 
 PrScrnHelper::~PrScrnHelper()
 {
+    if (m_capturing && !m_inHelper)
+        ScreenShot::ScreenshotWidget::cancelAll();
     if (m_process && m_process->state() != QProcess::NotRunning) {
         m_process->disconnect(this);
         m_process->closeWriteChannel();
@@ -78,8 +81,15 @@ void PrScrnHelper::onScreenAdded(QScreen *screen)
     launch();
 }
 
+void PrScrnHelper::setProgramPath(const QString &path)
+{
+    s_programPath = path;
+}
+
 QString PrScrnHelper::programPath()
 {
+    if (!s_programPath.isEmpty())
+        return s_programPath;
 #ifdef Q_OS_WIN
     const QString name = QStringLiteral("prscrn.exe");
 #else
@@ -168,16 +178,32 @@ void PrScrnHelper::launch()
     process->start();
 }
 
+namespace {
+/// A line of the helper's output as a log line: printable, and not endless.
+QString printable(const QByteArray &bytes)
+{
+    constexpr int MaxShown = 400;
+    QString line = QString::fromUtf8(bytes.left(MaxShown * 4)).left(MaxShown);
+    for (QChar &c : line) {
+        if (!c.isPrint() && c != QLatin1Char('\t'))
+            c = QLatin1Char('?');
+    }
+    if (bytes.size() > line.toUtf8().size())
+        line += QStringLiteral(" ... (%1 bytes)").arg(bytes.size());
+    return line;
+}
+} // namespace
+
 void PrScrnHelper::readOutput()
 {
     while (m_process->canReadLine()) {
         const QByteArray line = m_process->readLine().trimmed();
         if (!line.isEmpty())
-            qCInfo(lcScreenshot).noquote() << "prscrn output:" << QString::fromUtf8(line);
+            qCInfo(lcScreenshot).noquote() << "prscrn output:" << printable(line);
     }
     // A line that never ends is logged in pieces, not kept forever.
     if (m_process->bytesAvailable() > 64 * 1024)
-        qCInfo(lcScreenshot).noquote() << "prscrn output:" << QString::fromUtf8(m_process->readAll());
+        qCInfo(lcScreenshot).noquote() << "prscrn output:" << printable(m_process->readAll());
 }
 
 void PrScrnHelper::start(const QSize &size, bool isAutoCapture, bool isShowModal, const QObject *receiver,
@@ -217,9 +243,11 @@ void PrScrnHelper::start(const QSize &size, bool isAutoCapture, bool isShowModal
 void PrScrnHelper::startInProcess()
 {
     const bool modal = m_isShowModal || QApplication::activeModalWidget();
-    ScreenShot::ScreenshotWidget::start(m_size, m_isAutoCapture, modal, m_hasHideClassroomButton, [this](int code) {
+    QPointer<PrScrnHelper> self(this);
+    ScreenShot::ScreenshotWidget::start(m_size, m_isAutoCapture, modal, m_hasHideClassroomButton, [self](int code) {
         // Reported from inside the overlay's handlers; act once they are done.
-        QMetaObject::invokeMethod(this, [this, code] { finished(code); }, Qt::QueuedConnection);
+        if (self)
+            QMetaObject::invokeMethod(self, [self, code] { self->finished(code); }, Qt::QueuedConnection);
     });
 }
 

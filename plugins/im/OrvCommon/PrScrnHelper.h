@@ -54,8 +54,10 @@ public:
     /// Some monitor shows more pixels than this process sees; false when Qt scales.
     static bool isScreenScaled();
 
-    /// "prscrn" (Windows: "prscrn.exe") in the application folder.
+    /// "prscrn" (Windows: "prscrn.exe") in the application folder, unless set elsewhere.
     static QString programPath();
+    /// For hosts that keep the helper program in another folder; empty for the default.
+    static void setProgramPath(const QString &path);
     void setHelperPolicy(HelperPolicy policy);
     HelperPolicy helperPolicy() const { return m_policy; }
     bool isHelperRunning() const;
@@ -97,4 +99,5 @@ private:
     bool m_handedOff = false; ///< shared or saved to the cloud; the closing that follows is no cancel
     QMetaObject::Connection m_receiverConnection;
     static PrScrnHelper *s_instance;
+    static QString s_programPath;
 };

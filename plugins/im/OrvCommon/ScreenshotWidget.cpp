@@ -304,6 +304,17 @@ void ScreenshotWidget::capture(std::function<void(int)> callback)
 {
     m_callback = std::move(callback);
     qApp->installEventFilter(this);
+    // Shown once the grab is in: a portal would picture the overlay itself otherwise.
+    m_showPending = true;
+    if (m_hasGrab)
+        showOverlay();
+}
+
+void ScreenshotWidget::showOverlay()
+{
+    if (!m_showPending || m_quitting)
+        return;
+    m_showPending = false;
     if (m_hdpi)
         show(); // across every monitor, which full screen would not do
     else
@@ -367,6 +378,7 @@ void ScreenshotWidget::onGrabWindowFinished(const QPixmap &pic, QScreen *screen)
     }
     m_hasGrab = true;
     update();
+    showOverlay();
     Q_EMIT grabWindowFinished(m_fullScreen);
 }
 

@@ -140,6 +140,7 @@ private:
     void prepare(QScreen *screen, const QSize &maxSize, bool isAutoCapture, bool modal);
     void composeHdpi();
     void postMouseMove();
+    void showOverlay();
     void initToolBar();
     void showToolBar();
     /// The selected pixels (with the editor's drawings when there are any).
@@ -181,6 +182,7 @@ private:
     bool m_hasGrab = false;
     bool m_hdpi = false;
     bool m_shownOnce = false;
+    bool m_showPending = false;
     bool m_quitting = false;
 
     QSize m_maxSize;
