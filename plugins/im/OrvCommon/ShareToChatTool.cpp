@@ -83,3 +83,12 @@ void ShareToChatTool::shareText(const QString &text)
     }
     record(QStringLiteral("shareText"), text);
 }
+
+void ShareToChatTool::shareImageFile(const QString &path)
+{
+    if (path.isEmpty()) {
+        qCWarning(lcOrvCommon) << "shareImageFile without a file";
+        return;
+    }
+    record(QStringLiteral("shareImageFile"), path);
+}

@@ -46,6 +46,8 @@ public:
     void shareCloudHomework(const QJsonObject &homework);
     void shareQuestionsExamPaper(const QJsonObject &questions);
     void shareText(const QString &text);
+    /// A picture file on this computer (a screen capture, an edited picture).
+    void shareImageFile(const QString &path);
 
     QVector<Share> shares() const { return m_shares; }
     /// Empty Share (no kind) when nothing was shared.
