@@ -38,6 +38,8 @@ private Q_SLOTS:
     void monitorScaleOfAnUnscaledScreen();
 
 private:
+    /// The overlay, once it has its grab and the windows to snap to.
+    ScreenshotWidget *readyOverlay();
     QWidget *openWindow(const QString &name, const QRect &geometry);
     int indexOf(const QVector<OrvScreen::WindowInfo> &list, const QWidget *w) const;
     QScreen *screen() const { return QGuiApplication::primaryScreen(); }
@@ -69,6 +71,13 @@ int TestWindowSnapping::indexOf(const QVector<OrvScreen::WindowInfo> &list, cons
             return i;
     }
     return -1;
+}
+
+ScreenshotWidget *TestWindowSnapping::readyOverlay()
+{
+    if (!QTest::qWaitFor([] { return allOverlaysReady() && !ScreenshotWidget::overlays().first()->windowList().isEmpty(); }))
+        return nullptr;
+    return ScreenshotWidget::overlays().first();
 }
 
 void TestWindowSnapping::initTestCase()
@@ -147,8 +156,8 @@ void TestWindowSnapping::snapOutlinesTheTopmostWindow()
     const QRect b = m_b->frameGeometry();
     const QRect edge = m_edge->frameGeometry();
     ScreenshotWidget::start(QSize(), true, false, false, [this](int code) { m_codes.push_back(code); });
-    QTRY_VERIFY(allOverlaysReady());
-    ScreenshotWidget *overlay = ScreenshotWidget::overlays().first();
+    ScreenshotWidget *overlay = readyOverlay();
+    QVERIFY(overlay);
 
     const QPoint both = (a & b).center();
     QVERIFY(a.contains(both) && b.contains(both));
@@ -169,8 +178,8 @@ void TestWindowSnapping::clickSelectsTheWindowAndDragDrawsFreely()
     const QRect a = m_a->frameGeometry();
     const QRect b = m_b->frameGeometry();
     ScreenshotWidget::start(QSize(), true, false, false, [this](int code) { m_codes.push_back(code); });
-    QTRY_VERIFY(allOverlaysReady());
-    ScreenshotWidget *overlay = ScreenshotWidget::overlays().first();
+    ScreenshotWidget *overlay = readyOverlay();
+    QVERIFY(overlay);
 
     const QPoint onB = b.bottomRight() - QPoint(20, 20);
     hover(overlay, onB);
@@ -178,7 +187,7 @@ void TestWindowSnapping::clickSelectsTheWindowAndDragDrawsFreely()
     release(overlay, onB);
     QCOMPARE(RubberBand::instance()->state(), int(RubberBand::StateSelected));
     QCOMPARE(RubberBand::instance()->rect(), b);
-    QVERIFY(overlay->toolBar()->isVisible());
+    QVERIFY(overlay->toolBar() && overlay->toolBar()->isVisible());
     // Double-click takes it.
     doubleClick(overlay, b.center());
     QCOMPARE(m_codes, std::vector<int>{ScreenshotWidget::OperateOk});
@@ -187,8 +196,8 @@ void TestWindowSnapping::clickSelectsTheWindowAndDragDrawsFreely()
     // A drag starting on a window is a free band.
     m_codes.clear();
     ScreenshotWidget::start(QSize(), true, false, false, [this](int code) { m_codes.push_back(code); });
-    QTRY_VERIFY(allOverlaysReady());
-    overlay = ScreenshotWidget::overlays().first();
+    overlay = readyOverlay();
+    QVERIFY(overlay);
     const QPoint from = a.topLeft() + QPoint(30, 40);
     hover(overlay, from);
     drag(overlay, from, from + QPoint(100, 60));
@@ -202,8 +211,8 @@ void TestWindowSnapping::windowClosedWhileSnapped()
     QTRY_VERIFY(indexOf(OrvScreen::windowList(screen()), brief) >= 0);
     const QRect frame = brief->frameGeometry();
     ScreenshotWidget::start(QSize(), true, false, false, [this](int code) { m_codes.push_back(code); });
-    QTRY_VERIFY(allOverlaysReady());
-    ScreenshotWidget *overlay = ScreenshotWidget::overlays().first();
+    ScreenshotWidget *overlay = readyOverlay();
+    QVERIFY(overlay);
     hover(overlay, frame.center());
     QCOMPARE(overlay->snappedRect(), frame);
     // The overlay shows the screen as it was, so the window stays selectable as it was shown.
@@ -217,8 +226,8 @@ void TestWindowSnapping::windowClosedWhileSnapped()
 void TestWindowSnapping::overlaysAreNoTargets()
 {
     ScreenshotWidget::start(QSize(), true, false, false, [this](int code) { m_codes.push_back(code); });
-    QTRY_VERIFY(allOverlaysReady());
-    ScreenshotWidget *overlay = ScreenshotWidget::overlays().first();
+    ScreenshotWidget *overlay = readyOverlay();
+    QVERIFY(overlay);
     // Now the overlay is a window of the desktop as well, on top of everything.
     QTRY_VERIFY(indexOf(OrvScreen::windowList(screen()), overlay) >= 0);
     for (const OrvScreen::WindowInfo &w : overlay->windowList())

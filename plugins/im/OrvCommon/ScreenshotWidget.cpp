@@ -220,7 +220,6 @@ ScreenshotWidget::ScreenshotWidget(QWidget *parent)
     setFocusPolicy(Qt::StrongFocus);
     setCursor(Qt::CrossCursor);
     openOverlays().append(this);
-    initToolBar();
     connect(qApp, &QGuiApplication::screenRemoved, this, [this](QScreen *screen) {
         bool mine = screen == m_screen;
         for (const auto &grab : qAsConst(m_grabs))
@@ -249,9 +248,6 @@ void ScreenshotWidget::prepare(QScreen *screen, const QSize &maxSize, bool isAut
         setWindowModality(Qt::ApplicationModal);
     m_screen = screen;
     const QRect area = m_hdpi ? screen->virtualGeometry() : screen->geometry();
-    m_backing = QPixmap(area.size() * screen->devicePixelRatio());
-    m_backing.setDevicePixelRatio(screen->devicePixelRatio());
-    m_backing.fill(QColor(0, 0, 0, 1));
 
     connect(CaptureHelper::instance(), &CaptureHelper::grabWindowFinished, this, &ScreenshotWidget::onGrabWindowFinished);
     const QList<QScreen *> grabbed = m_hdpi ? screen->virtualSiblings() : QList<QScreen *> {screen};
@@ -265,7 +261,18 @@ void ScreenshotWidget::prepare(QScreen *screen, const QSize &maxSize, bool isAut
     windowHandle()->setScreen(screen);
     setGeometry(area);
 
-    m_windows = getWindowList(screen);
+    ++_numCapturing;
+    setMaxSize(maxSize);
+    setIsAutoCapture(isAutoCapture);
+    qCInfo(lcScreenshot) << "screenshot prepare:" << screen->name() << area << "num:" << _numCapturing;
+    postMouseMove();
+}
+
+void ScreenshotWidget::collectWindowList()
+{
+    if (!m_screen || m_quitting)
+        return;
+    m_windows = getWindowList(m_screen);
     // Other overlays are windows too, but never a target.
     for (ScreenshotWidget *overlay : openOverlays()) {
         if (!overlay->testAttribute(Qt::WA_WState_Created))
@@ -275,13 +282,11 @@ void ScreenshotWidget::prepare(QScreen *screen, const QSize &maxSize, bool isAut
                                        [id](const OrvScreen::WindowInfo &w) { return w.id == id; }),
                         m_windows.end());
     }
-
-    ++_numCapturing;
-    setMaxSize(maxSize);
-    setIsAutoCapture(isAutoCapture);
-    qCInfo(lcScreenshot) << "screenshot prepare:" << screen->name() << area << "windows:" << m_windows.size()
-                         << "num:" << _numCapturing;
-    postMouseMove();
+    qCInfo(lcScreenshot) << "screenshot windows:" << m_windows.size();
+    if (m_cursorKnown) {
+        updateHover(m_cursor);
+        update();
+    }
 }
 
 void ScreenshotWidget::capturePzrepare(QScreen *screen, const QSize &maxSize, bool isAutoCapture, bool modal)
@@ -370,11 +375,6 @@ void ScreenshotWidget::onGrabWindowFinished(const QPixmap &pic, QScreen *screen)
     } else {
         m_fullScreen = pic;
         m_fullImage = pic.toImage();
-    }
-    m_backing = m_fullScreen;
-    {
-        QPainter painter(&m_backing);
-        painter.fillRect(QRect(QPoint(), m_backing.size() / m_backing.devicePixelRatio()), Dim);
     }
     m_hasGrab = true;
     update();
@@ -671,6 +671,8 @@ void ScreenshotWidget::initToolBar()
 
 void ScreenshotWidget::showToolBar()
 {
+    if (!m_toolBar)
+        initToolBar(); // only once something is selected: a capture starts sooner without it
     const bool haveEditor = bool(s_editorFactory);
     for (QAbstractButton *b : qAsConst(m_editorButtons))
         b->setEnabled(haveEditor);
@@ -683,6 +685,8 @@ bool ScreenshotWidget::ensureEditor()
 {
     if (m_editor)
         return true;
+    if (!ownsBand() || RubberBand::instance()->state() != RubberBand::StateSelected)
+        return false; // draws on a selection only
     if (!s_editorFactory) {
         qCWarning(lcScreenshot) << "screenshot: no picture editor to draw with";
         return false;
@@ -700,12 +704,22 @@ bool ScreenshotWidget::ensureEditor()
     view->setObjectName(QStringLiteral("imageViewer"));
     view->setGeometry(toWidget(RubberBand::instance()->rect()));
     view->show();
-    m_toolBar->raise();
+    if (m_toolBar)
+        m_toolBar->raise();
     return true;
+}
+
+QAbstractButton *ScreenshotWidget::toolButton(const char *name) const
+{
+    return m_toolBar ? m_toolBar->findChild<QAbstractButton *>(QLatin1String(name)) : nullptr;
 }
 
 void ScreenshotWidget::useTool(SelectionEditor::Tool tool, QAbstractButton *button)
 {
+    if (!button) {
+        qCWarning(lcScreenshot) << "screenshot: a tool before anything is selected";
+        return;
+    }
     if (!ensureEditor()) {
         button->setChecked(false);
         return;
@@ -729,22 +743,22 @@ void ScreenshotWidget::useTool(SelectionEditor::Tool tool, QAbstractButton *butt
 
 void ScreenshotWidget::selectBtnSlot()
 {
-    useTool(SelectionEditor::Select, m_toolBar->findChild<QAbstractButton *>(QStringLiteral("m_selectBtn")));
+    useTool(SelectionEditor::Select, toolButton("m_selectBtn"));
 }
 
 void ScreenshotWidget::penBtnSlot()
 {
-    useTool(SelectionEditor::Pen, m_toolBar->findChild<QAbstractButton *>(QStringLiteral("penBtn")));
+    useTool(SelectionEditor::Pen, toolButton("penBtn"));
 }
 
 void ScreenshotWidget::eraserBtnSlot()
 {
-    useTool(SelectionEditor::Eraser, m_toolBar->findChild<QAbstractButton *>(QStringLiteral("eraserBtn")));
+    useTool(SelectionEditor::Eraser, toolButton("eraserBtn"));
 }
 
 void ScreenshotWidget::textBtnSlot()
 {
-    useTool(SelectionEditor::Text, m_toolBar->findChild<QAbstractButton *>(QStringLiteral("textBtn")));
+    useTool(SelectionEditor::Text, toolButton("textBtn"));
 }
 
 void ScreenshotWidget::eraserSateChange(int type)
@@ -794,7 +808,7 @@ QRect ScreenshotWidget::screenAreaFor(const QRect &global) const
 void ScreenshotWidget::adjustBoxPos()
 {
     RubberBand *band = RubberBand::instance();
-    if (!m_toolBar->isVisible() || !band->isValid())
+    if (!m_toolBar || !m_toolBar->isVisible() || !band->isValid())
         return;
     const QRect b = toWidget(band->rect());
     const QRect area = screenAreaFor(band->rect());
@@ -1185,11 +1199,14 @@ void ScreenshotWidget::paintBackground(QPainter &painter, const QRegion &dirty)
         clear = toWidget(snappedRect());
     for (const QRect &r : dirty) {
         if (!m_hasGrab) {
-            painter.fillRect(r, Qt::black);
+            painter.fillRect(r, QColor(0, 0, 0, 1)); // not shown before its grab; nearly nothing if it is
             continue;
         }
-        drawPart(painter, r, m_backing);
-        drawPart(painter, r.intersected(clear), m_fullScreen);
+        drawPart(painter, r, m_fullScreen);
+        // Dimmed but where the selection (or the window to snap to) is.
+        const QRegion dim = QRegion(r) - QRegion(clear);
+        for (const QRect &d : dim)
+            painter.fillRect(d, Dim);
     }
 }
 
@@ -1299,6 +1316,9 @@ void ScreenshotWidget::paintEvent(QPaintEvent *event)
     paintMagnifier(painter);
     if (!m_shownOnce) {
         m_shownOnce = true;
+        // Snapping needs the windows; the picture is up first.
+        if (m_isAutoCapture)
+            QTimer::singleShot(0, this, &ScreenshotWidget::collectWindowList);
         Q_EMIT shown();
     }
 }

@@ -91,6 +91,7 @@ public:
     QPixmap fullScreenPixmap() const { return m_fullScreen; }
     bool hasGrab() const { return m_hasGrab; }
     QVector<OrvScreen::WindowInfo> windowList() const { return m_windows; }
+    /// The windows to snap to, topmost first: read once the overlay is up, with auto-capture only.
     /// The window outlined under the pointer (global, clipped to the overlay), null when none.
     QRect snappedRect() const;
     bool isEdited() const { return m_edited; }
@@ -141,6 +142,7 @@ private:
     void composeHdpi();
     void postMouseMove();
     void showOverlay();
+    void collectWindowList();
     void initToolBar();
     void showToolBar();
     /// The selected pixels (with the editor's drawings when there are any).
@@ -165,6 +167,7 @@ private:
     void paintMagnifier(QPainter &painter);
     void paintStartupPanel(QPainter &painter);
     void paintLabel(QPainter &painter, const QRect &rect);
+    QAbstractButton *toolButton(const char *name) const;
     void useTool(SelectionEditor::Tool tool, QAbstractButton *button);
     bool ensureEditor();
 
@@ -178,7 +181,6 @@ private:
     QList<QPair<QPointer<QScreen>, QPixmap>> m_grabs;
     QPixmap m_fullScreen;
     QImage m_fullImage;  ///< the same, for reading pixels
-    QPixmap m_backing;   ///< the grab, dimmed
     bool m_hasGrab = false;
     bool m_hdpi = false;
     bool m_shownOnce = false;
