@@ -12,7 +12,11 @@
 #include <QApplication>
 #include <QClipboard>
 #include <QFile>
+#include <QFileDialog>
 #include <QFrame>
+#include <QHash>
+#include <QMessageBox>
+#include <QTemporaryDir>
 #include <QLabel>
 #include <QPointer>
 #include <QRegularExpression>
@@ -82,6 +86,8 @@ private Q_SLOTS:
     void toolBarDrivesTheEditor();
     void toolBarStaysOnScreen_data();
     void toolBarStaysOnScreen();
+    void saveWritesThePicture();
+    void hdpiComposesEveryScreen();
     void nullGrabEndsTheCapture();
     void nullSelectionLeavesNoStaleFile();
     void screenRemovedWhileCapturing();
@@ -141,7 +147,12 @@ void TestScreenshotWidget::startCapture(const QSize &maxSize, bool showHideButto
 ScreenshotWidget *TestScreenshotWidget::overlayOf(QScreen *screen) const
 {
     for (ScreenshotWidget *o : ScreenshotWidget::overlays()) {
-        if (o->captureScreen() == screen || (ScreenshotWidget::isEnableHdpi() && o->captureScreen()->virtualSiblings().contains(screen)))
+        if (o->captureScreen() == screen)
+            return o;
+    }
+    // One overlay over the whole desktop.
+    for (ScreenshotWidget *o : ScreenshotWidget::overlays()) {
+        if (o->captureScreen()->virtualSiblings().contains(screen) && o->geometry().contains(screen->geometry()))
             return o;
     }
     return nullptr;
@@ -486,6 +497,67 @@ void TestScreenshotWidget::toolBarStaysOnScreen()
     QVERIFY2(g.contains(bar), qPrintable(QStringLiteral("tool bar %1,%2 %3x%4").arg(bar.x()).arg(bar.y()).arg(bar.width()).arg(bar.height())));
     if (!band.size().isEmpty() && (wanted.bottom() + bar.height() + 10 < g.bottom() || wanted.top() - bar.height() - 10 > g.top()))
         QVERIFY(!bar.intersects(wanted)); // where there is room, beside the band
+}
+
+void TestScreenshotWidget::saveWritesThePicture()
+{
+    QTemporaryDir dir;
+    QScreen *screen = lastScreen();
+    const QRect wanted(screen->geometry().topLeft() + QPoint(20, 30), QSize(150, 100));
+    startCapture();
+    ScreenshotWidget *overlay = select(screen, wanted);
+    overlay->findChild<QAbstractButton *>(QStringLiteral("btnSave"))->click();
+    auto *dialog = overlay->findChild<QFileDialog *>(QStringLiteral("screenshotSaveDialog"));
+    QVERIFY(dialog);
+    QTRY_VERIFY(dialog->isVisible());
+    QVERIFY(!dialog->isModal());
+    QVERIFY(QFile::exists(ScreenshotWidget::tempImagePath()));
+
+    // A folder that cannot be written: said so, and the capture stays open to try again.
+    overlay->onSaveImage(dir.filePath(QStringLiteral("missing/folder/shot.png")));
+    QTRY_VERIFY(overlay->findChild<QMessageBox *>(QStringLiteral("screenshotSaveFailed")));
+    QVERIFY(ScreenshotWidget::isCapturing());
+    overlay->findChild<QMessageBox *>(QStringLiteral("screenshotSaveFailed"))->close();
+
+    // A name without a picture suffix is saved as JPEG; the capture is then over.
+    dialog->selectFile(dir.filePath(QStringLiteral("shot")));
+    static_cast<QDialog *>(dialog)->accept();
+    const QImage saved(dir.filePath(QStringLiteral("shot.jpg")));
+    QCOMPARE(saved.size(), wanted.size() * screen->devicePixelRatio());
+    QTRY_VERIFY(!ScreenshotWidget::isCapturing());
+    QCOMPARE(m_codes, std::vector<int>{ScreenshotWidget::OperateCancel});
+}
+
+void TestScreenshotWidget::hdpiComposesEveryScreen()
+{
+    // The one-picture path, also where Qt does not scale: each screen's grab lands where the
+    // screen is, and every screen is under exactly one overlay.
+    QHash<QScreen *, QImage> own;
+    for (QScreen *screen : QGuiApplication::screens())
+        own.insert(screen, screen->grabWindow(0).toImage().convertToFormat(QImage::Format_RGB32));
+    ScreenshotWidget::setEnableHdpi(true);
+    startCapture();
+    ScreenshotWidget::setEnableHdpi(OrvScreen::isHighDpiScalingOn());
+    QList<QScreen *> covered;
+    for (ScreenshotWidget *overlay : ScreenshotWidget::overlays()) {
+        const QImage composed = overlay->fullScreenPixmap().toImage().convertToFormat(QImage::Format_RGB32);
+        const qreal ratio = composed.devicePixelRatio();
+        QCOMPARE(composed.size(), overlay->geometry().size() * ratio);
+        for (QScreen *screen : QGuiApplication::screens()) {
+            if (!overlay->geometry().contains(screen->geometry()) || !overlay->captureScreen()->virtualSiblings().contains(screen))
+                continue;
+            QVERIFY2(!covered.contains(screen), qPrintable(screen->name()));
+            covered << screen;
+            QImage expected = own.value(screen);
+            expected.setDevicePixelRatio(ratio);
+            const QRect at((screen->geometry().topLeft() - overlay->geometry().topLeft()) * ratio, expected.size());
+            QCOMPARE(composed.copy(at), expected);
+        }
+    }
+    QCOMPARE(covered.size(), QGuiApplication::screens().size());
+    const bool scaled = !qFuzzyCompare(QGuiApplication::primaryScreen()->devicePixelRatio(), 1.0);
+    if (QGuiApplication::primaryScreen()->virtualSiblings().size() > 1)
+        QCOMPARE(ScreenshotWidget::overlays().size(), scaled ? QGuiApplication::screens().size() : 1);
 }
 
 void TestScreenshotWidget::nullGrabEndsTheCapture()

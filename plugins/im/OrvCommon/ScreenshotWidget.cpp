@@ -162,7 +162,7 @@ void ScreenshotWidget::start(const QSize &maxSize, bool isAutoCapture, bool moda
             // One overlay covers a whole desktop; separate X screens are separate desktops.
             if (covered.contains(screen))
                 continue;
-            covered += screen->virtualSiblings();
+            covered += hdpiScreens(screen);
         }
         auto *overlay = new ScreenshotWidget;
         if (_isEnableHdpi)
@@ -173,6 +173,20 @@ void ScreenshotWidget::start(const QSize &maxSize, bool isAutoCapture, bool moda
         overlay->setShowHideButton(showHideButton);
         qCInfo(lcScreenshot) << "screenshot start: " << screen->geometry();
     }
+}
+
+QList<QScreen *> ScreenshotWidget::hdpiScreens(QScreen *screen)
+{
+    // Qt 5 maps a window to device pixels by one screen's origin and ratio, so one window
+    // spans monitors correctly only where nothing is scaled.
+    const QList<QScreen *> desktop = screen->virtualSiblings();
+    const bool scaled = std::any_of(desktop.cbegin(), desktop.cend(),
+                                    [](const QScreen *s) { return !qFuzzyCompare(s->devicePixelRatio(), 1.0); });
+    if (desktop.size() > 1 && scaled) {
+        qCInfo(lcScreenshot) << "scaled monitors: one overlay per screen";
+        return {screen};
+    }
+    return desktop;
 }
 
 void ScreenshotWidget::reset()
@@ -247,13 +261,15 @@ void ScreenshotWidget::prepare(QScreen *screen, const QSize &maxSize, bool isAut
     if (modal)
         setWindowModality(Qt::ApplicationModal);
     m_screen = screen;
-    const QRect area = m_hdpi ? screen->virtualGeometry() : screen->geometry();
+    m_screens = m_hdpi ? hdpiScreens(screen) : QList<QScreen *> {screen};
+    QRect area;
+    for (QScreen *s : qAsConst(m_screens))
+        area |= s->geometry();
 
     connect(CaptureHelper::instance(), &CaptureHelper::grabWindowFinished, this, &ScreenshotWidget::onGrabWindowFinished);
-    const QList<QScreen *> grabbed = m_hdpi ? screen->virtualSiblings() : QList<QScreen *> {screen};
-    for (QScreen *s : grabbed)
+    for (QScreen *s : qAsConst(m_screens))
         m_pendingScreens.append(s);
-    for (QScreen *s : grabbed)
+    for (QScreen *s : qAsConst(m_screens))
         CaptureHelper::instance()->grab(s);
 
     // The native window goes on the right screen (or X screen) before it exists.
@@ -509,6 +525,7 @@ void ScreenshotWidget::save()
     dialog->setAcceptMode(QFileDialog::AcceptSave);
     dialog->setAttribute(Qt::WA_DeleteOnClose);
     connect(dialog, &QFileDialog::fileSelected, this, &ScreenshotWidget::onSaveImage);
+    putOnMyScreen(dialog);
     dialog->show();
     dialog->raise();
 }
@@ -540,6 +557,7 @@ void ScreenshotWidget::onSaveImage(QString fileName)
                                     QMessageBox::Ok, this);
         box->setObjectName(QStringLiteral("screenshotSaveFailed"));
         box->setAttribute(Qt::WA_DeleteOnClose);
+        putOnMyScreen(box);
         box->open();
         return;
     }
@@ -547,6 +565,14 @@ void ScreenshotWidget::onSaveImage(QString fileName)
     OrvSettings::instance()->setValue(QStringLiteral("saveAsPath"), QFileInfo(target).absolutePath());
     // Saved: the capture is done.
     closeAll();
+}
+
+void ScreenshotWidget::putOnMyScreen(QWidget *window) const
+{
+    // Qt puts a new window on the primary screen; a separate X screen needs telling.
+    window->winId(); // makes the native window
+    if (m_screen && window->windowHandle())
+        window->windowHandle()->setScreen(m_screen);
 }
 
 QPixmap ScreenshotWidget::selectionPicture() const
@@ -800,7 +826,7 @@ QRect ScreenshotWidget::screenAreaFor(const QRect &global) const
     if (!m_hdpi || !m_screen)
         return rect();
     const QScreen *screen = QGuiApplication::screenAt(global.center());
-    if (!screen || !m_screen->virtualSiblings().contains(const_cast<QScreen *>(screen)))
+    if (!screen || !m_screens.contains(const_cast<QScreen *>(screen)))
         screen = m_screen;
     return toWidget(screen->geometry());
 }

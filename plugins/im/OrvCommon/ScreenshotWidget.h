@@ -152,6 +152,7 @@ private:
     /// Calls the callback with `code`; an ending that closes the overlays forgets it first.
     void report(int code, bool closing);
     void closeAll();
+    void putOnMyScreen(QWidget *window) const;
     void limitBand(QRect &rect, RubberBand::HitTestResult hit) const;
     QRect resized(const QRect &origin, RubberBand::HitTestResult hit, const QPoint &delta) const;
     bool ownsBand() const;
@@ -176,7 +177,11 @@ private:
     static bool _isOk;
     static bool _isEnableHdpi;
 
+    /// The screens one high-DPI overlay covers: its whole desktop where nothing is scaled.
+    static QList<QScreen *> hdpiScreens(QScreen *screen);
+
     QPointer<QScreen> m_screen;
+    QList<QScreen *> m_screens; ///< covered
     QList<QPointer<QScreen>> m_pendingScreens; ///< grabs still to come
     QList<QPair<QPointer<QScreen>, QPixmap>> m_grabs;
     QPixmap m_fullScreen;
