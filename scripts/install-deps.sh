@@ -9,6 +9,8 @@ PACKAGES=(
     libavformat-dev libavcodec-dev libavutil-dev libswscale-dev libswresample-dev
     libqrencode-dev libzxing-dev libcpp-httplib-dev
     xvfb xauth fonts-noto-cjk fonts-dejavu-core
+    libqt5x11extras5-dev libxcb-ewmh-dev libxcb-icccm4-dev libxcb-randr0-dev
+    xserver-xephyr openbox dbus-daemon
 )
 
 missing=()

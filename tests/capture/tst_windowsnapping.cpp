@@ -193,6 +193,18 @@ void TestWindowSnapping::clickSelectsTheWindowAndDragDrawsFreely()
     QCOMPARE(m_codes, std::vector<int>{ScreenshotWidget::OperateOk});
     QCOMPARE(QGuiApplication::clipboard()->image().size(), b.size());
 
+    // No larger than the size allowed: the window's top-left part.
+    m_codes.clear();
+    ScreenshotWidget::start(QSize(120, 80), true, false, false, [this](int code) { m_codes.push_back(code); });
+    overlay = readyOverlay();
+    QVERIFY(overlay);
+    hover(overlay, onB);
+    press(overlay, onB);
+    release(overlay, onB);
+    QCOMPARE(RubberBand::instance()->rect(), QRect(b.topLeft(), QSize(120, 80)));
+    ScreenshotWidget::cancelAll();
+    QTRY_VERIFY(!ScreenshotWidget::isCapturing());
+
     // A drag starting on a window is a free band.
     m_codes.clear();
     ScreenshotWidget::start(QSize(), true, false, false, [this](int code) { m_codes.push_back(code); });

@@ -441,6 +441,7 @@ void ScreenshotWidget::quit()
         }
     }
     close();
+    deleteLater(); // also when it was never shown
 }
 
 void ScreenshotWidget::report(int code, bool closing)
@@ -1099,7 +1100,10 @@ void ScreenshotWidget::mouseReleaseEvent(QMouseEvent *event)
         if (click && m_isAutoCapture) {
             const QRect snapped = snapOutline(m_pressSnapIndex);
             if (snapped.isValid()) {
+                // A window larger than allowed gives its top-left part.
                 r = snapped;
+                if (m_maxSize.isValid())
+                    r.setSize(r.size().boundedTo(m_maxSize));
                 band->setRect(r);
                 qCInfo(lcScreenshot) << "screenshot snapped to window" << m_windows.at(m_pressSnapIndex).title << r;
             }
