@@ -340,8 +340,6 @@ void ScreenshotWidget::showOverlay()
         show(); // across every monitor, which full screen would not do
     else
         showFullScreen();
-    activateWindow();
-    setFocus();
 }
 
 void ScreenshotWidget::setShowHideButton(bool show)
@@ -1349,6 +1347,13 @@ void ScreenshotWidget::paintEvent(QPaintEvent *event)
         // Snapping needs the windows; the picture is up first.
         if (m_isAutoCapture)
             QTimer::singleShot(0, this, &ScreenshotWidget::collectWindowList);
+        // Focus (for Escape) once the window is really there; X refuses it before.
+        QTimer::singleShot(0, this, [this] {
+            if (!m_quitting && isVisible()) {
+                activateWindow();
+                setFocus();
+            }
+        });
         Q_EMIT shown();
     }
 }
