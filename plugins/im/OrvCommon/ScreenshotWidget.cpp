@@ -1349,7 +1349,7 @@ void ScreenshotWidget::paintEvent(QPaintEvent *event)
             QTimer::singleShot(0, this, &ScreenshotWidget::collectWindowList);
         // Focus (for Escape) once the window is really there; X refuses it before.
         QTimer::singleShot(0, this, [this] {
-            if (!m_quitting && isVisible()) {
+            if (!m_quitting && windowHandle() && windowHandle()->isExposed()) {
                 activateWindow();
                 setFocus();
             }
