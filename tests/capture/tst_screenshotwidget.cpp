@@ -74,6 +74,7 @@ private Q_SLOTS:
     void cleanup();
 
     void selectionPixelsMatchTheScreen();
+    void overlayDimsAllButTheSelection();
     void clickWithoutDragSelectsNothing();
     void bandLimits_data();
     void bandLimits();
@@ -202,6 +203,25 @@ void TestScreenshotWidget::selectionPixelsMatchTheScreen()
         const auto diff = difference(file, expected);
         QVERIFY2(diff.second < 2.0 && diff.first < 128, qPrintable(QStringLiteral("JPEG off by %1 (mean %2)").arg(diff.first).arg(diff.second)));
     }
+}
+
+void TestScreenshotWidget::overlayDimsAllButTheSelection()
+{
+    QScreen *screen = lastScreen();
+    const qreal ratio = screen->devicePixelRatio();
+    const QImage before = screen->grabWindow(0).toImage().convertToFormat(QImage::Format_RGB32);
+    startCapture();
+    const QRect wanted(screen->geometry().topLeft() + QPoint(200, 150), QSize(160, 120));
+    select(screen, wanted);
+    auto dark = [](QRgb c) { return qRgb(qRed(c) >> 1, qGreen(c) >> 1, qBlue(c) >> 1); };
+    // What the screen shows now: the selection as it was, the rest darker.
+    const QPoint inside = (wanted.center() - screen->geometry().topLeft()) * ratio;
+    const QPoint outside = (wanted.topLeft() - screen->geometry().topLeft() - QPoint(40, 30)) * ratio;
+    QTRY_COMPARE(screen->grabWindow(0).toImage().pixel(inside), before.pixel(inside));
+    const QImage during = screen->grabWindow(0).toImage().convertToFormat(QImage::Format_RGB32);
+    QCOMPARE(during.pixel(outside), dark(before.pixel(outside)));
+    const QPoint farAway = QPoint(during.width() - 3, during.height() - 3);
+    QCOMPARE(during.pixel(farAway), dark(before.pixel(farAway)));
 }
 
 void TestScreenshotWidget::clickWithoutDragSelectsNothing()

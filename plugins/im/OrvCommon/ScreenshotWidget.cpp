@@ -19,6 +19,7 @@
 #include <QKeyEvent>
 #include <QLabel>
 #include <QMessageBox>
+#include <QPaintEngine>
 #include <QPainter>
 #include <QSaveFile>
 #include <QScreen>
@@ -45,7 +46,6 @@ const QColor FrameGrey(QStringLiteral("#FFB0B0B0"));
 const QColor PanelHighlight(QStringLiteral("#29FFFFFF"));
 const QColor BandGreen(QStringLiteral("#FF009265"));
 const QColor LabelText(QStringLiteral("#FFF5F5F5"));
-const QColor Dim(0, 0, 0, 0x78);
 
 constexpr int MagnifiedWidth = 29;  // source pixels, odd so one sits in the middle
 constexpr int MagnifiedHeight = 21;
@@ -159,7 +159,8 @@ void ScreenshotWidget::start(const QSize &maxSize, bool isAutoCapture, bool moda
     QList<QScreen *> covered;
     for (QScreen *screen : screens) {
         if (_isEnableHdpi) {
-            // One overlay covers a whole desktop; separate X screens are separate desktops.
+            // One overlay covers a whole desktop where it can (separate X screens are
+            // separate desktops).
             if (covered.contains(screen))
                 continue;
             covered += hdpiScreens(screen);
@@ -235,10 +236,7 @@ ScreenshotWidget::ScreenshotWidget(QWidget *parent)
     setCursor(Qt::CrossCursor);
     openOverlays().append(this);
     connect(qApp, &QGuiApplication::screenRemoved, this, [this](QScreen *screen) {
-        bool mine = screen == m_screen;
-        for (const auto &grab : qAsConst(m_grabs))
-            mine = mine || grab.first == screen;
-        if (mine && !m_quitting) {
+        if ((screen == m_screen || m_screens.contains(screen)) && !m_quitting) {
             qCWarning(lcScreenshot) << "screen removed while capturing:" << screen->name();
             quit();
         }
@@ -301,7 +299,9 @@ void ScreenshotWidget::collectWindowList()
     qCInfo(lcScreenshot) << "screenshot windows:" << m_windows.size();
     if (m_cursorKnown) {
         updateHover(m_cursor);
-        update();
+        const QRect snapped = snappedRect();
+        if (snapped.isValid())
+            update(QRegion(toWidget(snapped).adjusted(-3, -3, 3, 3)) + sizeLabelRect(snapped));
     }
 }
 
@@ -390,10 +390,60 @@ void ScreenshotWidget::onGrabWindowFinished(const QPixmap &pic, QScreen *screen)
         m_fullScreen = pic;
         m_fullImage = pic.toImage();
     }
+    m_dimmed = QPixmap();
     m_hasGrab = true;
-    update();
+    // Not yet shown: the first exposure paints it all; painting before that is work for nothing.
+    if (isVisible())
+        update();
     showOverlay();
     Q_EMIT grabWindowFinished(m_fullScreen);
+}
+
+namespace {
+/// Half as bright: a shift per pixel.
+inline void darken(const quint32 *from, quint32 *to, int count)
+{
+    for (int x = 0; x < count; ++x)
+        to[x] = ((from[x] >> 1) & 0x7F7F7F7Fu) | 0xFF000000u;
+}
+} // namespace
+
+QPixmap ScreenshotWidget::dimmed(const QImage &image)
+{
+    QImage dark = image.convertToFormat(QImage::Format_RGB32);
+    for (int y = 0; y < dark.height(); ++y) {
+        auto *line = reinterpret_cast<quint32 *>(dark.scanLine(y));
+        darken(line, line, dark.width());
+    }
+    QPixmap pixmap = QPixmap::fromImage(std::move(dark));
+    pixmap.setDevicePixelRatio(image.devicePixelRatio());
+    return pixmap;
+}
+
+bool ScreenshotWidget::paintDimmed(QPainter &painter, const QRect &target)
+{
+    // Straight from the grab into the window's backing store, darkened on the way: one pass
+    // over the pixels where a dimmed copy and a blend would take two or three.
+    QPaintEngine *engine = painter.paintEngine();
+    auto *store = engine && engine->type() == QPaintEngine::Raster ? dynamic_cast<QImage *>(engine->paintDevice()) : nullptr;
+    const qreal ratio = m_fullImage.devicePixelRatio();
+    const QTransform toDevice = painter.deviceTransform();
+    if (!store || m_fullImage.format() != QImage::Format_RGB32 || toDevice.type() > QTransform::TxScale
+        || !qFuzzyCompare(toDevice.m11(), ratio) || !qFuzzyCompare(toDevice.m22(), ratio)
+        || (store->format() != QImage::Format_RGB32 && store->format() != QImage::Format_ARGB32_Premultiplied))
+        return false;
+    const QPoint offset = toDevice.map(QPointF(0, 0)).toPoint();
+    const QRect source = QRect(target.topLeft() * ratio, target.size() * ratio).intersected(m_fullImage.rect());
+    const QRect destination = source.translated(offset).intersected(store->rect());
+    if (destination.isEmpty())
+        return true;
+    const QPoint shift = destination.topLeft() - offset;
+    for (int y = 0; y < destination.height(); ++y) {
+        const auto *from = reinterpret_cast<const quint32 *>(m_fullImage.constScanLine(shift.y() + y)) + shift.x();
+        auto *to = reinterpret_cast<quint32 *>(store->scanLine(destination.top() + y)) + destination.left();
+        darken(from, to, destination.width());
+    }
+    return true;
 }
 
 void ScreenshotWidget::composeHdpi()
@@ -947,6 +997,21 @@ QRect ScreenshotWidget::snappedRect() const
 
 // ---- mouse and keys -----------------------------------------------------------------------
 
+bool ScreenshotWidget::event(QEvent *event)
+{
+    // Focus and activation change nothing on the overlay; QWidget would repaint it all.
+    switch (event->type()) {
+    case QEvent::FocusIn:
+    case QEvent::FocusOut:
+    case QEvent::ActivationChange:
+    case QEvent::WindowActivate:
+    case QEvent::WindowDeactivate:
+        return true;
+    default:
+        return QWidget::event(event);
+    }
+}
+
 bool ScreenshotWidget::eventFilter(QObject *watched, QEvent *event)
 {
     if (event->type() == QEvent::KeyPress && static_cast<QKeyEvent *>(event)->key() == Qt::Key_Escape) {
@@ -1230,11 +1295,13 @@ void ScreenshotWidget::paintBackground(QPainter &painter, const QRegion &dirty)
             painter.fillRect(r, QColor(0, 0, 0, 1)); // not shown before its grab; nearly nothing if it is
             continue;
         }
-        drawPart(painter, r, m_fullScreen);
         // Dimmed but where the selection (or the window to snap to) is.
-        const QRegion dim = QRegion(r) - QRegion(clear);
-        for (const QRect &d : dim)
-            painter.fillRect(d, Dim);
+        if (!paintDimmed(painter, r)) {
+            if (m_dimmed.isNull())
+                m_dimmed = dimmed(m_fullImage);
+            drawPart(painter, r, m_dimmed);
+        }
+        drawPart(painter, r.intersected(clear), m_fullScreen);
     }
 }
 
@@ -1335,6 +1402,10 @@ void ScreenshotWidget::paintStartupPanel(QPainter &painter)
 
 void ScreenshotWidget::paintEvent(QPaintEvent *event)
 {
+    // Qt paints a new window once before X shows it and again when it does; the first is
+    // wasted on a large screen. (A widget grab, with no window shown, still paints.)
+    if (isVisible() && windowHandle() && !windowHandle()->isExposed())
+        return;
     QPainter painter(this);
     paintBackground(painter, event->region());
     if (!m_hasGrab)

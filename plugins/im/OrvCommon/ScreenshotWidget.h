@@ -129,6 +129,7 @@ public Q_SLOTS:
     void save();
 
 protected:
+    bool event(QEvent *event) override;
     bool eventFilter(QObject *watched, QEvent *event) override;
     void paintEvent(QPaintEvent *event) override;
     void mousePressEvent(QMouseEvent *event) override;
@@ -140,6 +141,8 @@ private:
     void onGrabWindowFinished(const QPixmap &pic, QScreen *screen);
     void prepare(QScreen *screen, const QSize &maxSize, bool isAutoCapture, bool modal);
     void composeHdpi();
+    static QPixmap dimmed(const QImage &image);
+    bool paintDimmed(QPainter &painter, const QRect &target);
     void postMouseMove();
     void showOverlay();
     void collectWindowList();
@@ -186,6 +189,7 @@ private:
     QList<QPair<QPointer<QScreen>, QPixmap>> m_grabs;
     QPixmap m_fullScreen;
     QImage m_fullImage;  ///< the same, for reading pixels
+    QPixmap m_dimmed;    ///< the same, darker, where it cannot be darkened while painting
     bool m_hasGrab = false;
     bool m_hdpi = false;
     bool m_shownOnce = false;
