@@ -304,7 +304,7 @@ void ScreenshotWidget::collectWindowList()
         updateHover(m_cursor);
         const QRect snapped = snappedRect();
         if (snapped.isValid())
-            update(QRegion(toWidget(snapped).adjusted(-3, -3, 3, 3)) + sizeLabelRect(snapped));
+            refresh(QRegion(toWidget(snapped).adjusted(-3, -3, 3, 3)) + sizeLabelRect(snapped));
     }
 }
 
@@ -1026,9 +1026,16 @@ bool ScreenshotWidget::event(QEvent *event)
     case QEvent::WindowActivate:
     case QEvent::WindowDeactivate:
         return true;
+    case QEvent::UpdateLater:
+        // Updates Qt set aside while the window was not yet shown; the first paint since
+        // painted all of it.
+        if (m_shownOnce)
+            return true;
+        break;
     default:
-        return QWidget::event(event);
+        break;
     }
+    return QWidget::event(event);
 }
 
 bool ScreenshotWidget::eventFilter(QObject *watched, QEvent *event)
@@ -1152,7 +1159,15 @@ void ScreenshotWidget::mouseMoveEvent(QMouseEvent *event)
         if (oldSnap.isValid())
             dirty += sizeLabelRect(oldSnap);
     }
-    update(dirty);
+    refresh(dirty);
+}
+
+void ScreenshotWidget::refresh(const QRegion &region)
+{
+    // Before X shows the window, Qt would turn a partial update into a second full paint; the
+    // first exposure paints everything as it is anyway.
+    if (windowHandle() && windowHandle()->isExposed())
+        update(region);
 }
 
 void ScreenshotWidget::mouseReleaseEvent(QMouseEvent *event)

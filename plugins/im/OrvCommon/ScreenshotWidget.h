@@ -145,6 +145,7 @@ private:
     bool paintDimmed(QPainter &painter, const QRect &target);
     void postMouseMove();
     void showOverlay();
+    void refresh(const QRegion &region);
     void collectWindowList();
     void initToolBar();
     void showToolBar();
