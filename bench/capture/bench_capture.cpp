@@ -144,17 +144,20 @@ QJsonObject measure(int runs, int moves)
     // start() to the overlay painted with the grab, on the server.
     std::vector<double> starts;
     for (int i = 0; i < runs; ++i) {
-        bool shown = false;
+        double shownAt = -1;
         QElapsedTimer t;
         t.start();
         ScreenshotWidget::start(QSize(), true, false, false, [](int) {});
-        for (ScreenshotWidget *o : ScreenshotWidget::overlays())
-            QObject::connect(o, &ScreenshotWidget::shown, o, [&shown] { shown = true; });
-        if (!waitFor([&shown] { return shown; }))
+        for (ScreenshotWidget *o : ScreenshotWidget::overlays()) {
+            // After the paint's flush; then until the X server has it on the screen.
+            QObject::connect(o, &ScreenshotWidget::shown, o, [&t, &shownAt] {
+                xsync();
+                shownAt = ms(t);
+            });
+        }
+        if (!waitFor([&shownAt] { return shownAt >= 0; }))
             std::fprintf(stderr, "overlay never shown\n");
-        QCoreApplication::sendPostedEvents();
-        xsync();
-        starts.push_back(ms(t));
+        starts.push_back(shownAt);
         ScreenshotWidget::cancelAll();
         waitFor([] { return !ScreenshotWidget::isCapturing(); });
         settle(300);

@@ -1449,6 +1449,8 @@ void ScreenshotWidget::paintEvent(QPaintEvent *event)
     paintMagnifier(painter);
     if (!m_shownOnce) {
         m_shownOnce = true;
+        // Told once this paint is on its way to the screen, outside the paint.
+        QMetaObject::invokeMethod(this, &ScreenshotWidget::shown, Qt::QueuedConnection);
         // Snapping needs the windows; the picture is up first.
         if (m_isAutoCapture)
             QTimer::singleShot(0, this, &ScreenshotWidget::collectWindowList);
@@ -1459,7 +1461,6 @@ void ScreenshotWidget::paintEvent(QPaintEvent *event)
                 setFocus();
             }
         });
-        Q_EMIT shown();
     }
 }
 

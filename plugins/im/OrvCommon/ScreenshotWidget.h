@@ -107,7 +107,7 @@ public:
 Q_SIGNALS:
     /// The overlay has its grab (null when the grab failed).
     void grabWindowFinished(QPixmap pic);
-    /// First painted with its grab.
+    /// First painted with its grab (emitted after that paint, queued).
     void shown();
 
 public Q_SLOTS:
