@@ -103,7 +103,7 @@ inline void doubleClick(QWidget *w, const QPoint &g)
 inline ScreenShot::ScreenshotWidget *overlayAt(const QPoint &global, QScreen *screen = nullptr)
 {
     for (ScreenShot::ScreenshotWidget *o : ScreenShot::ScreenshotWidget::overlays()) {
-        if (o->hasGrab() && o->geometry().contains(global) && (!screen || o->captureScreen() == screen))
+        if (o->hasGrab() && o->captureArea().contains(global) && (!screen || o->captureScreen() == screen))
             return o;
     }
     return nullptr;

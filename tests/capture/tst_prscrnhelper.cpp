@@ -238,7 +238,7 @@ void TestPrScrnHelper::hideClassroomAsksToShootAgain()
     startCapture(&receiver, true);
     QTRY_VERIFY(allOverlaysReady());
     ScreenshotWidget *overlay = ScreenshotWidget::overlays().first();
-    const QPoint hide = overlay->mapToGlobal(overlay->hideButtonRect().center());
+    const QPoint hide = overlay->hideButtonRect().center() + overlay->captureArea().topLeft();
     press(overlay, hide);
     release(overlay, hide);
     QTRY_COMPARE(restarts, 1);

@@ -153,7 +153,7 @@ ScreenshotWidget *TestScreenshotWidget::overlayOf(QScreen *screen) const
     }
     // One overlay over the whole desktop.
     for (ScreenshotWidget *o : ScreenshotWidget::overlays()) {
-        if (o->captureScreen()->virtualSiblings().contains(screen) && o->geometry().contains(screen->geometry()))
+        if (o->captureScreen()->virtualSiblings().contains(screen) && o->captureArea().contains(screen->geometry()))
             return o;
     }
     return nullptr;
@@ -209,19 +209,25 @@ void TestScreenshotWidget::overlayDimsAllButTheSelection()
 {
     QScreen *screen = lastScreen();
     const qreal ratio = screen->devicePixelRatio();
-    const QImage before = screen->grabWindow(0).toImage().convertToFormat(QImage::Format_RGB32);
     startCapture();
     const QRect wanted(screen->geometry().topLeft() + QPoint(200, 150), QSize(160, 120));
-    select(screen, wanted);
+    ScreenshotWidget *overlay = select(screen, wanted);
+    // The overlay's own grab, in the screen's pixels.
+    const QImage grab = overlay->fullScreenPixmap().toImage().convertToFormat(QImage::Format_RGB32)
+                            .copy(QRect((screen->geometry().topLeft() - overlay->captureArea().topLeft()) * ratio,
+                                        screen->geometry().size() * ratio));
     auto dark = [](QRgb c) { return qRgb(qRed(c) >> 1, qGreen(c) >> 1, qBlue(c) >> 1); };
     // What the screen shows now: the selection as it was, the rest darker.
     const QPoint inside = (wanted.center() - screen->geometry().topLeft()) * ratio;
     const QPoint outside = (wanted.topLeft() - screen->geometry().topLeft() - QPoint(40, 30)) * ratio;
-    QTRY_COMPARE(screen->grabWindow(0).toImage().pixel(inside), before.pixel(inside));
+    const QPoint farAway = QPoint(grab.width() - 3, grab.height() - 3);
+    // (Before the overlay has painted, the inside looks right too.)
+    QTRY_VERIFY(screen->grabWindow(0).toImage().pixel(outside) == dark(grab.pixel(outside))
+                && screen->grabWindow(0).toImage().pixel(inside) == grab.pixel(inside));
     const QImage during = screen->grabWindow(0).toImage().convertToFormat(QImage::Format_RGB32);
-    QCOMPARE(during.pixel(outside), dark(before.pixel(outside)));
-    const QPoint farAway = QPoint(during.width() - 3, during.height() - 3);
-    QCOMPARE(during.pixel(farAway), dark(before.pixel(farAway)));
+    QCOMPARE(during.pixel(inside), grab.pixel(inside));
+    QCOMPARE(during.pixel(outside), dark(grab.pixel(outside)));
+    QCOMPARE(during.pixel(farAway), dark(grab.pixel(farAway)));
 }
 
 void TestScreenshotWidget::clickWithoutDragSelectsNothing()
@@ -397,7 +403,7 @@ void TestScreenshotWidget::startupButtons()
     startCapture(QSize(), true);
     ScreenshotWidget *overlay = overlayOf(lastScreen());
     QVERIFY(overlay->hideButtonRect().isValid());
-    const QPoint hide = overlay->mapToGlobal(overlay->hideButtonRect().center());
+    const QPoint hide = overlay->hideButtonRect().center() + overlay->captureArea().topLeft();
     press(overlay, hide);
     release(overlay, hide);
     QCOMPARE(m_codes, std::vector<int>{ScreenshotWidget::OperateHide});
@@ -409,7 +415,7 @@ void TestScreenshotWidget::startupButtons()
     startCapture(QSize(), false);
     overlay = overlayOf(lastScreen());
     QVERIFY(overlay->hideButtonRect().isNull());
-    const QPoint cancel = overlay->mapToGlobal(overlay->cancelButtonRect().center());
+    const QPoint cancel = overlay->cancelButtonRect().center() + overlay->captureArea().topLeft();
     press(overlay, cancel);
     release(overlay, cancel);
     QTRY_COMPARE(m_codes, std::vector<int>{ScreenshotWidget::OperateCancel});
@@ -460,7 +466,7 @@ void TestScreenshotWidget::toolBarDrivesTheEditor()
                                               QStringLiteral("tool %1").arg(int(ScreenShot::SelectionEditor::Pen))}));
     auto *view = overlay->findChild<QLabel *>(QStringLiteral("imageViewer"));
     QVERIFY(view);
-    QCOMPARE(view->geometry(), wanted.translated(-overlay->geometry().topLeft()));
+    QCOMPARE(view->geometry(), wanted.translated(-overlay->captureArea().topLeft()));
     auto *box = overlay->findChild<QWidget *>(QStringLiteral("fakePenBox"));
     QVERIFY(box && box->isVisible());
     QVERIFY(!box->geometry().intersects(overlay->toolBar()->geometry()));
@@ -513,7 +519,7 @@ void TestScreenshotWidget::toolBarStaysOnScreen()
     startCapture();
     ScreenshotWidget *overlay = select(screen, wanted);
     QCOMPARE(RubberBand::instance()->rect(), wanted);
-    const QRect bar = overlay->toolBar()->geometry().translated(overlay->geometry().topLeft());
+    const QRect bar = overlay->toolBar()->geometry().translated(overlay->captureArea().topLeft());
     QVERIFY2(g.contains(bar), qPrintable(QStringLiteral("tool bar %1,%2 %3x%4").arg(bar.x()).arg(bar.y()).arg(bar.width()).arg(bar.height())));
     if (!band.size().isEmpty() && (wanted.bottom() + bar.height() + 10 < g.bottom() || wanted.top() - bar.height() - 10 > g.top()))
         QVERIFY(!bar.intersects(wanted)); // where there is room, beside the band
@@ -562,15 +568,15 @@ void TestScreenshotWidget::hdpiComposesEveryScreen()
     for (ScreenshotWidget *overlay : ScreenshotWidget::overlays()) {
         const QImage composed = overlay->fullScreenPixmap().toImage().convertToFormat(QImage::Format_RGB32);
         const qreal ratio = composed.devicePixelRatio();
-        QCOMPARE(composed.size(), overlay->geometry().size() * ratio);
+        QCOMPARE(composed.size(), overlay->captureArea().size() * ratio);
         for (QScreen *screen : QGuiApplication::screens()) {
-            if (!overlay->geometry().contains(screen->geometry()) || !overlay->captureScreen()->virtualSiblings().contains(screen))
+            if (!overlay->captureArea().contains(screen->geometry()) || !overlay->captureScreen()->virtualSiblings().contains(screen))
                 continue;
             QVERIFY2(!covered.contains(screen), qPrintable(screen->name()));
             covered << screen;
             QImage expected = own.value(screen);
             expected.setDevicePixelRatio(ratio);
-            const QRect at((screen->geometry().topLeft() - overlay->geometry().topLeft()) * ratio, expected.size());
+            const QRect at((screen->geometry().topLeft() - overlay->captureArea().topLeft()) * ratio, expected.size());
             QCOMPARE(composed.copy(at), expected);
         }
     }

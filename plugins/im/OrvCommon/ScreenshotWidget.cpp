@@ -266,6 +266,7 @@ void ScreenshotWidget::prepare(QScreen *screen, const QSize &maxSize, bool isAut
     QRect area;
     for (QScreen *s : qAsConst(m_screens))
         area |= s->geometry();
+    m_area = area;
 
     connect(CaptureHelper::instance(), &CaptureHelper::grabWindowFinished, this, &ScreenshotWidget::onGrabWindowFinished);
     for (QScreen *s : qAsConst(m_screens))
@@ -361,7 +362,7 @@ void ScreenshotWidget::setIsAutoCapture(bool on)
 void ScreenshotWidget::postMouseMove()
 {
     const QPoint global = m_screen ? QCursor::pos(m_screen) : QCursor::pos();
-    QCoreApplication::postEvent(this, new QMouseEvent(QEvent::MouseMove, mapFromGlobal(global), global, Qt::NoButton,
+    QCoreApplication::postEvent(this, new QMouseEvent(QEvent::MouseMove, global - m_area.topLeft(), global, Qt::NoButton,
                                                       Qt::NoButton, Qt::NoModifier));
 }
 
@@ -468,7 +469,7 @@ bool ScreenshotWidget::paintDimmed(QPainter &painter, const QRect &target)
 void ScreenshotWidget::composeHdpi()
 {
     const qreal ratio = m_screen ? m_screen->devicePixelRatio() : devicePixelRatioF();
-    const QRect desktop = geometry();
+    const QRect desktop = m_area;
     QImage image(desktop.size() * ratio, QImage::Format_ARGB32_Premultiplied);
     image.setDevicePixelRatio(ratio);
     image.fill(Qt::black);
@@ -950,7 +951,7 @@ void ScreenshotWidget::boxHide()
 
 void ScreenshotWidget::limitBand(QRect &rect, RubberBand::HitTestResult hit) const
 {
-    const QRect bounds = geometry();
+    const QRect bounds = m_area;
     if (hit == RubberBand::HitInside)
         rect = movedInto(rect, bounds);
     else
@@ -1006,7 +1007,7 @@ QRect ScreenshotWidget::snapOutline(int index) const
 {
     if (index < 0 || index >= m_windows.size())
         return {};
-    return m_windows.at(index).rect.intersected(geometry());
+    return m_windows.at(index).rect.intersected(m_area);
 }
 
 QRect ScreenshotWidget::snappedRect() const
@@ -1183,7 +1184,7 @@ void ScreenshotWidget::mouseReleaseEvent(QMouseEvent *event)
     if (band->state() == RubberBand::StateDrawing) {
         QRect r = band->rect();
         const bool click = !r.isValid() || (r.width() <= 1 && r.height() <= 1);
-        const QPoint local = mapFromGlobal(global);
+        const QPoint local = global - m_area.topLeft();
         if (click && hideButtonRect().contains(local)) {
             band->reset();
             hideScreenshot();
@@ -1253,7 +1254,7 @@ QRect ScreenshotWidget::magnifierRect(const QPoint &globalPos) const
         return {};
     if (band->state() == RubberBand::StateDrawing && !ownsBand())
         return {};
-    const QPoint local = mapFromGlobal(globalPos);
+    const QPoint local = globalPos - m_area.topLeft();
     if (!rect().contains(local))
         return {};
     const QSize size(MagnifiedWidth * Magnification, MagnifiedHeight * Magnification + MagnifierTextHeight);
@@ -1352,14 +1353,14 @@ void ScreenshotWidget::paintBand(QPainter &painter)
     const QRect local = toWidget(outline);
     if (ownsBand() && band->isValid()) {
         painter.save();
-        painter.setClipRegion(band->borderRegion().translated(-geometry().topLeft()));
+        painter.setClipRegion(band->borderRegion().translated(-m_area.topLeft()));
         painter.fillRect(local, BandGreen);
         painter.restore();
         if (band->state() == RubberBand::StateSelected && !m_edited) {
             painter.save();
             painter.setRenderHint(QPainter::Antialiasing);
             for (const QPainterPath &handle : band->handlePaths())
-                painter.fillPath(handle.translated(-geometry().topLeft()), BandGreen);
+                painter.fillPath(handle.translated(-m_area.topLeft()), BandGreen);
             painter.restore();
         }
     } else {
@@ -1380,7 +1381,7 @@ void ScreenshotWidget::paintMagnifier(QPainter &painter)
     if (box.isEmpty() || m_fullImage.isNull())
         return;
     const qreal ratio = m_fullImage.devicePixelRatio();
-    const QPoint pixel = ((m_cursor - geometry().topLeft()) * ratio);
+    const QPoint pixel = ((m_cursor - m_area.topLeft()) * ratio);
     const QRect source(pixel.x() - MagnifiedWidth / 2, pixel.y() - MagnifiedHeight / 2, MagnifiedWidth, MagnifiedHeight);
     const QRect view(box.topLeft(), QSize(MagnifiedWidth * Magnification, MagnifiedHeight * Magnification));
     painter.fillRect(view, Qt::black);

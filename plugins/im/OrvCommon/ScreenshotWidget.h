@@ -87,6 +87,8 @@ public:
     bool isAutoCapture() const { return m_isAutoCapture; }
 
     QScreen *captureScreen() const { return m_screen; }
+    /// The part of the desktop it covers (global): its screen, or its desktop on the high-DPI path.
+    QRect captureArea() const { return m_area; }
     /// The grab this overlay shows (on the high-DPI path, all screens painted into one).
     QPixmap fullScreenPixmap() const { return m_fullScreen; }
     bool hasGrab() const { return m_hasGrab; }
@@ -160,7 +162,8 @@ private:
     void limitBand(QRect &rect, RubberBand::HitTestResult hit) const;
     QRect resized(const QRect &origin, RubberBand::HitTestResult hit, const QPoint &delta) const;
     bool ownsBand() const;
-    QRect toWidget(const QRect &global) const { return global.translated(-geometry().topLeft()); }
+    // By where the overlay is meant to be: X may report its window elsewhere for a moment.
+    QRect toWidget(const QRect &global) const { return global.translated(-m_area.topLeft()); }
     QRect screenAreaFor(const QRect &global) const;
     void updateHover(const QPoint &globalPos);
     QRect magnifierRect(const QPoint &globalPos) const;
@@ -186,6 +189,7 @@ private:
 
     QPointer<QScreen> m_screen;
     QList<QScreen *> m_screens; ///< covered
+    QRect m_area;               ///< what it covers, global
     QList<QPointer<QScreen>> m_pendingScreens; ///< grabs still to come
     QList<QPair<QPointer<QScreen>, QPixmap>> m_grabs;
     QPixmap m_fullScreen;

@@ -115,7 +115,7 @@ void PrScrnSession::selectForTest()
     if (!rect.isValid() || !m_capturing)
         return;
     for (ScreenshotWidget *overlay : ScreenshotWidget::overlays()) {
-        if (!overlay->geometry().contains(rect) || !overlay->hasGrab())
+        if (!overlay->captureArea().contains(rect) || !overlay->hasGrab())
             continue;
         m_testSelection = QRect(); // once
         qInfo("test selection %d,%d %dx%d", rect.x(), rect.y(), rect.width(), rect.height());
