@@ -224,6 +224,38 @@ private Q_SLOTS:
         ExtensionSystem::instance()->removeObject(QString::fromLatin1(IImagePreviewService::ExtensionName));
     }
 
+    // The viewers get web addresses only; a mail address with an attachment never reaches the
+    // desktop.
+    void viewersAndBrowserTakeWebAddressesOnly()
+    {
+        FakeFileOpener opener;
+        FakeImagePreview preview;
+        ExtensionSystem::instance()->addObject(QString::fromLatin1(IFileOpener::ExtensionName), &opener);
+        ExtensionSystem::instance()->addObject(QString::fromLatin1(IImagePreviewService::ExtensionName), &preview);
+        const QString images = jsString(QStringLiteral(
+            "{\"urls\": [\"file:///etc/passwd\", \"smb://host/a.png\", \"/etc/passwd\", {\"url\": \"C:\\\\a.png\"},"
+            " {\"imageUrl\": \"\\\\\\\\host\\\\share\\\\a.png\"}, \"https://a/ok.png\"]}"));
+        const QString files = jsString(QStringLiteral(
+            "[{\"userFileId\": 1, \"url\": \"file:///etc/passwd\"}, {\"userFileId\": 2, \"filePath\": \"smb://host/x\"},"
+            " {\"userFileId\": 3, \"localPath\": \"/etc/passwd\"}, {\"userFileId\": 4, \"url\": \"https://a/4.pdf\"}]"));
+        eval(QStringLiteral("myCloudDiskWindow.imgsView(%1); myCloudDiskWindow.imgsView('[\"file:///etc/passwd\"]');"
+                            "[0, 1, 2, 3].forEach(function (i) { myCloudDiskWindow.viewFileList(%2, i); });"
+                            "myCloudDiskWindow.linkView('mailto:a@example.org?attach=/etc/passwd');"
+                            "myCloudDiskWindow.linkView('MAILTO:a@example.org');"
+                            "myCloudDiskWindow.refreshExamList('done')")
+                 .arg(images, files));
+        QVERIFY(waitFor(m_view->page(), QStringLiteral("got.some(function (g) { return g[0] === 'done'; })")));
+        ExtensionSystem::instance()->removeObject(QString::fromLatin1(IFileOpener::ExtensionName));
+        ExtensionSystem::instance()->removeObject(QString::fromLatin1(IImagePreviewService::ExtensionName));
+        QCOMPARE(preview.calls, QList<QStringList>{QStringList{QStringLiteral("https://a/ok.png")}});
+        QCOMPARE(opener.calls.size(), 1);
+        QCOMPARE(opener.calls.first().first.size(), 1);
+        QCOMPARE(opener.calls.first().first.at(0).toObject().value(QStringLiteral("userFileId")).toInt(), 4);
+        QCOMPARE(opener.calls.first().second, 0);
+        QCOMPARE(m_browserUrls, QList<QUrl>());
+        QVERIFY(!SystemBrowser::isAllowed(QUrl(QStringLiteral("mailto:a@example.org"))));
+    }
+
     void logOnlySlotsLog()
     {
         LogCapture log("orv.common.bridge");

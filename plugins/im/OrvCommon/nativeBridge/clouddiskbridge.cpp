@@ -146,14 +146,18 @@ void CloudDiskBridge::openFiles(const QString &fileInfos, int currentIndex)
     }
     const int fileType = BridgeInput::integer(entry, QStringLiteral("fileType"));
     if (fileType != 1 && fileType != 2) {
+        int index = currentIndex;
+        const QJsonArray web = BridgeInput::webFileEntries(files, &index, "openFiles");
+        if (index < 0)
+            return;
         if (clouddiskInClassroom()) {
             IPptMgr *mgr = pptMgr();
             if (!mgr)
                 return;
             connect(mgr, &IPptMgr::hideCloudDisk, this, &CloudDiskBridge::hideCloudDisk, Qt::UniqueConnection);
-            mgr->openFiles(files, currentIndex);
+            mgr->openFiles(web, index);
         } else if (auto *opener = service<IFileOpener>(IFileOpener::ExtensionName)) {
-            opener->openFiles(files, currentIndex);
+            opener->openFiles(web, index);
         }
         return;
     }
@@ -203,6 +207,7 @@ void CloudDiskBridge::previewImages(const QString &urls)
         if (!text.isEmpty())
             addresses << text;
     }
+    addresses = BridgeInput::webAddresses(addresses, "previewImages");
     if (addresses.isEmpty())
         return;
     if (auto *preview = service<IImagePreviewService>(IImagePreviewService::ExtensionName))
