@@ -493,7 +493,7 @@ void installWorld()
     if (!g->sandbox.isValid() || !g->settingsDir.isValid() || !g->service.start())
         fail(QStringLiteral("no sandbox or no local web service"));
     g->disk.install(g->service);
-    g->service.addRoute(QStringLiteral("GET"), QStringLiteral("/fuzz/page.html"), [](const OrvWebService::Request &) {
+    g->service.addRoute(QStringLiteral("GET"), QStringLiteral("/client/fuzz/page.html"), [](const OrvWebService::Request &) {
         return OrvWebService::Response{200, "text/html; charset=utf-8", FuzzPage};
     });
     // Deep enough that "../" names escaping the chosen folder still land inside the sandbox.
@@ -569,7 +569,7 @@ void installWorld()
     g->view->show();
     int loaded = -1;
     QObject::connect(g->view, &QWebEngineView::loadFinished, [&loaded](bool ok) { loaded = ok ? 1 : 0; });
-    g->view->load(QUrl(g->service.baseUrl().toString() + QStringLiteral("/fuzz/page.html")));
+    g->view->load(QUrl(g->service.baseUrl().toString() + QStringLiteral("/client/fuzz/page.html")));
     if (!waitUntil([&loaded] { return loaded >= 0; }, 60000) || loaded != 1 || !g->view->isBridgeAttached())
         fail(QStringLiteral("the fuzz page did not load as a trusted page"));
 
@@ -733,7 +733,7 @@ void runOne(const uint8_t *data, size_t size)
     QPointer<QObject> target = bridge;
     if (!kind.meta) {
         auto *opener = static_cast<ImCloudWebBridge *>(bridge.data());
-        opener->openSubWindow(QStringLiteral("{\"url\":\"/fuzz/page.html?child\"}"), QStringLiteral("fuzz-child"));
+        opener->openSubWindow(QStringLiteral("{\"url\":\"/client/fuzz/page.html?child\"}"), QStringLiteral("fuzz-child"));
         const QList<WebSubWindow *> open = WebSubWindowManger::instance()->windows();
         if (open.isEmpty())
             fail(QStringLiteral("no child window opened for the port"));

@@ -218,6 +218,7 @@ void CloudDiskBridge::previewImages(const QString &urls)
 
 void CloudDiskBridge::downloadFilesWithCbk(const QString &fileInfos, const QString &cbKey)
 {
+    acceptCallbackKey(cbKey);
     download("CloudDiskBridge::downloadFilesWithCbk", fileInfos, cbKey, true);
 }
 
@@ -366,6 +367,7 @@ QString CloudDiskBridge::onBatchAnswer(const QJsonValue &data, const QString &cb
 
 void CloudDiskBridge::requestOrganizationFilesDownload(const QString &sid, const QString &fileIds, const QString &cbKey)
 {
+    acceptCallbackKey(cbKey);
     quint64 school = 0;
     if (!BridgeInput::toId(sid, &school) || school == 0 || !isIdList(fileIds)) {
         qCWarning(lcBridge) << "requestOrganizationFilesDownload: bad sid or fileIds" << BridgeInput::excerpt(sid)
@@ -454,6 +456,7 @@ void CloudDiskBridge::shareFiles(const QString &fileInfos)
 
 void CloudDiskBridge::shareFilesWithCbk(const QString &fileInfos, const QString &cbKey)
 {
+    acceptCallbackKey(cbKey);
     qCInfo(lcBridge) << "CloudDiskBridge::shareFilesWithCbk";
     QJsonArray files;
     if (!BridgeInput::parseArray(fileInfos, &files)) {
@@ -577,6 +580,7 @@ void CloudDiskBridge::setIsPopWeb(bool isPopWeb)
 
 void CloudDiskBridge::openSubWindow(const QString &requestData, const QString &cbKey)
 {
+    acceptCallbackKey(cbKey);
     if (m_fromType == FromClassroomNoAddFile) {
         qCInfo(lcBridge) << "CloudDiskBridge::openSubWindow refused: the classroom takes no added files";
         if (IPptMgr *mgr = pptMgr())
@@ -625,6 +629,7 @@ void CloudDiskBridge::initSubWindowBridge(WebSubWindow *window, const QJsonObjec
 
 void CloudDiskBridge::openUrlShareInClassroom(const QString &requestData, const QString &cbKey)
 {
+    acceptCallbackKey(cbKey);
     if (!clouddiskInClassroom()) {
         qCInfo(lcBridge) << "openUrlShareInClassroom outside a classroom ignored";
         return;
@@ -643,6 +648,7 @@ void CloudDiskBridge::openUrlShareInClassroom(const QString &requestData, const 
 
 void CloudDiskBridge::closeUrlShareInClassroom(const QString &cbKey)
 {
+    acceptCallbackKey(cbKey);
     if (!clouddiskInClassroom()) {
         qCInfo(lcBridge) << "closeUrlShareInClassroom outside a classroom ignored";
         return;
@@ -685,6 +691,7 @@ void CloudDiskBridge::linkView(const QString &url)
 
 void CloudDiskBridge::openSyncSubWindow(const QString &requestData, const QString &cbKey)
 {
+    acceptCallbackKey(cbKey);
     if (!clouddiskInClassroom()) {
         qCInfo(lcBridge) << "openSyncSubWindow outside a classroom ignored";
         return;
@@ -708,6 +715,7 @@ void CloudDiskBridge::openSyncSubWindow(const QString &requestData, const QStrin
 
 void CloudDiskBridge::closeSyncSubWindow(const QString &cbKey)
 {
+    acceptCallbackKey(cbKey);
     if (IPptMgr *mgr = pptMgr())
         mgr->closeSyncSubWindow(cbKey);
 }
