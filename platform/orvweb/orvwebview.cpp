@@ -7,10 +7,8 @@
 #include "qcefwebpage.h"
 
 #include <QDir>
-#include <QFile>
 #include <QFileInfo>
 #include <QJsonArray>
-#include <QJsonDocument>
 #include <QJsonObject>
 #include <QWebChannel>
 
