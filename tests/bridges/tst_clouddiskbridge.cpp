@@ -510,10 +510,13 @@ private Q_SLOTS:
         QVERIFY(failed.wait(TransferWaitMs));
         QVERIFY(!QFile::exists(m_saves + QStringLiteral("/Other.pdf")));
 
-        // Addresses that are not http(s) are refused before any dialog.
+        // Addresses that are not http(s), or longer than any server takes, are refused before any dialog.
         const int asks = m_saveAsks.size();
-        for (const QString &bad : {QStringLiteral("file:///etc/passwd"), QStringLiteral("javascript:alert(1)"), QString()})
+        const QString overlong = QStringLiteral("download/file?id=1002&n=") + QString(CloudDownload::MaxAddressLength, QLatin1Char('x'));
+        for (const QString &bad : {QStringLiteral("file:///etc/passwd"), QStringLiteral("javascript:alert(1)"), QString(), overlong,
+                                   QStringLiteral("https://a.example/") + overlong})
             QVERIFY(!m_bridge->downloadFileByUrls(bad));
+        QVERIFY(!CloudDownload::resolveAddress(overlong.left(CloudDownload::MaxAddressLength - 100)).isEmpty());
         QCOMPARE(m_saveAsks.size(), asks);
         verifyNothingOutside({m_saves});
     }
