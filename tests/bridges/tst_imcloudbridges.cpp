@@ -435,6 +435,7 @@ private Q_SLOTS:
     void answersForOtherObjectsReachThePage()
     {
         eval(QStringLiteral("myCloudDiskWindow.refreshExamList('list-1'); myCloudDiskWindow.closeSubWindow('hub-1')"));
+        QTRY_COMPARE(OrvWebBridge::callbackKeyOwner(QStringLiteral("hub-1")), m_bridge);
         QVERIFY(waitFor(m_view->page(), QStringLiteral("got.length === 1")));
         Q_EMIT ImSignalObject::instance()->signalWebCallback(QStringLiteral("hub-2"), QStringLiteral("{\"n\":2}"));
         Q_EMIT ImSignalObject::instance()->signalWebCallback(QStringLiteral("hub-1"), QStringLiteral("{\"n\":1}"));
