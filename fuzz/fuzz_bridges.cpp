@@ -31,11 +31,14 @@
 // The network stays on loopback: the web engine and QtNetwork are both fenced off.
 //
 // ORV_FUZZ_VERBOSE=1 prints the log lines, ORV_FUZZ_LIST=1 prints the selectors and exits.
+// ORV_FUZZ_REPEAT=N runs every input N times and prints how the resident memory changed, to
+// find what an input leaves behind (scripts/fuzz.sh --memory runs the seeds so).
 
 #include "ShareToChatTool.h"
 #include "bridgedialogs.h"
 #include "clouddownload.h"
 #include "classroomclouddiskbridge.h"
+#include "clouddiskwebview.h"
 #include "clouddiskbridge.h"
 #include "cloudfileselectwebbridge.h"
 #include "cloudfolderselectwebbridge.h"
@@ -282,6 +285,10 @@ struct Kind
     const char *registration; ///< the name it is published under
     const QMetaObject *meta;  ///< null for the child window's own port
     std::function<QObject *(OrvWebView *)> make;
+    /// What is called, when it is not what make() returned (deleted after the input).
+    std::function<QObject *(QObject *)> target = {};
+    /// Only these methods, when not empty: the page-facing slots of a widget.
+    QList<QByteArray> only = {};
 };
 
 struct Entry
@@ -320,6 +327,8 @@ World *g = nullptr;
 
 // The child window's port is only reachable by opening one.
 constexpr const char *PortKind = "orvSubWindow";
+// The child window open before every openSubWindow and closeSubWindow call.
+constexpr const char *OpenChildRequest = "{\"url\":\"/client/fuzz/page.html?child\"}";
 
 std::vector<Kind> kinds()
 {
@@ -374,6 +383,17 @@ std::vector<Kind> kinds()
     // Opened from the cloud page's bridge; the child page calls its window's port.
     k.push_back({PortKind, "myCloudDiskWindow", nullptr,
                  [](OrvWebView *v) { return new ImCloudWebBridge(v, nullptr); }});
+    // The cloud disk view's own handlers of what its page asks, called directly, and its bridge,
+    // whose signals lead to them. A fresh view per input; its page starts loading and is dropped.
+    k.push_back({"cloudDiskView", "cloudDiskView", &CloudDiskWebView::staticMetaObject,
+                 [](OrvWebView *) { return new CloudDiskWebView(F::FromIm); }, {},
+                 {"downloadFile", "shareFile", "webShare", "openResourceCenterFolder", "dataDownload", "exportFiles"}});
+    k.push_back({"cloudDiskViewBridge", "myCloudDiskWindow", &ImCloudWebBridge::staticMetaObject,
+                 [](OrvWebView *) { return new CloudDiskWebView(F::FromIm); },
+                 [](QObject *view) {
+                     return static_cast<QObject *>(
+                         static_cast<CloudDiskWebView *>(view)->webView()->registeredObject(QStringLiteral("myCloudDiskWindow")));
+                 }});
     return k;
 }
 
@@ -393,6 +413,8 @@ std::vector<Entry> entries(const std::vector<Kind> &all)
             const QMetaMethod m = kind.meta->method(i);
             if (m.access() != QMetaMethod::Public
                 || (m.methodType() != QMetaMethod::Slot && m.methodType() != QMetaMethod::Method))
+                continue;
+            if (!kind.only.isEmpty() && !kind.only.contains(m.name()))
                 continue;
             out.push_back({k, m, {}, true, QByteArray(kind.id) + '.' + m.name()});
             out.push_back({k, m, {}, false, QByteArray(kind.id) + '.' + m.methodSignature()});
@@ -493,7 +515,7 @@ void installWorld()
     if (!g->sandbox.isValid() || !g->settingsDir.isValid() || !g->service.start())
         fail(QStringLiteral("no sandbox or no local web service"));
     g->disk.install(g->service);
-    g->service.addRoute(QStringLiteral("GET"), QStringLiteral("/fuzz/page.html"), [](const OrvWebService::Request &) {
+    g->service.addRoute(QStringLiteral("GET"), QStringLiteral("/client/fuzz/page.html"), [](const OrvWebService::Request &) {
         return OrvWebService::Response{200, "text/html; charset=utf-8", FuzzPage};
     });
     // Deep enough that "../" names escaping the chosen folder still land inside the sandbox.
@@ -569,7 +591,7 @@ void installWorld()
     g->view->show();
     int loaded = -1;
     QObject::connect(g->view, &QWebEngineView::loadFinished, [&loaded](bool ok) { loaded = ok ? 1 : 0; });
-    g->view->load(QUrl(g->service.baseUrl().toString() + QStringLiteral("/fuzz/page.html")));
+    g->view->load(QUrl(g->service.baseUrl().toString() + QStringLiteral("/client/fuzz/page.html")));
     if (!waitUntil([&loaded] { return loaded >= 0; }, 60000) || loaded != 1 || !g->view->isBridgeAttached())
         fail(QStringLiteral("the fuzz page did not load as a trusted page"));
 
@@ -732,10 +754,20 @@ void runOne(const uint8_t *data, size_t size)
     // and the view's channel would announce the bridge's end to a page that never knew it.
     QPointer<QObject> bridge = kind.make(g->view);
 
-    QPointer<QObject> target = bridge;
+    QPointer<QObject> target = kind.target ? kind.target(bridge) : bridge.data();
+    if (!target)
+        fail(QStringLiteral("nothing to call for %1").arg(QString::fromLatin1(entry.selector)));
+    // Child windows: one is open already, so a request for the same address raises it and the
+    // key it was opened with closes it.
+    const QByteArray methodName = entry.method.isValid() ? entry.method.name() : QByteArray();
+    if (kind.meta && (methodName == "openSubWindow" || methodName == "closeSubWindow")
+        && target->metaObject()->indexOfMethod("openSubWindow(QString,QString)") >= 0) {
+        QMetaObject::invokeMethod(target, "openSubWindow", Q_ARG(QString, QString::fromLatin1(OpenChildRequest)),
+                                  Q_ARG(QString, QStringLiteral("fuzz-child")));
+    }
     if (!kind.meta) {
         auto *opener = static_cast<ImCloudWebBridge *>(bridge.data());
-        opener->openSubWindow(QStringLiteral("{\"url\":\"/fuzz/page.html?child\"}"), QStringLiteral("fuzz-child"));
+        opener->openSubWindow(QString::fromLatin1(OpenChildRequest), QStringLiteral("fuzz-child"));
         const QList<WebSubWindow *> open = WebSubWindowManger::instance()->windows();
         if (open.isEmpty())
             fail(QStringLiteral("no child window opened for the port"));
@@ -780,8 +812,33 @@ extern "C" int LLVMFuzzerInitialize(int *argc, char ***argv)
     return 0;
 }
 
+// Resident memory in KiB.
+static long residentKiB()
+{
+    QFile statm(QStringLiteral("/proc/self/statm"));
+    if (!statm.open(QIODevice::ReadOnly))
+        return 0;
+    const QList<QByteArray> fields = statm.readAll().split(' ');
+    return fields.size() > 1 ? fields.at(1).toLong() * 4 : 0;
+}
+
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
+    static const int repeat = qMax(1, qEnvironmentVariableIntValue("ORV_FUZZ_REPEAT"));
+    if (repeat == 1) {
+        runOne(data, size);
+        return 0;
+    }
+    // The first runs warm up caches; the growth that counts is over the later ones.
     runOne(data, size);
+    runOne(data, size);
+    const long before = residentKiB();
+    for (int i = 2; i < repeat; ++i)
+        runOne(data, size);
+    const long after = residentKiB();
+    const QByteArray input(reinterpret_cast<const char *>(data), int(qMin<size_t>(size, 60)));
+    std::fprintf(stderr, "==fuzz_bridges== memory %+.1f KiB per run over %d runs (%ld -> %ld KiB): %s\n",
+                 double(after - before) / qMax(1, repeat - 2), repeat - 2, before, after,
+                 input.left(input.indexOf('\n') < 0 ? input.size() : input.indexOf('\n')).constData());
     return 0;
 }

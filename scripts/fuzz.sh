@@ -3,6 +3,8 @@
 # UndefinedBehaviorSanitizer) and runs it for a number of seconds. Not part of the test suite.
 #   scripts/fuzz.sh [seconds] [libFuzzer options...]    run (default 120 s)
 #   scripts/fuzz.sh --repro FILE                        run one input again, with the log
+#   scripts/fuzz.sh --memory [N]                        run every seed N times (default 40) and print
+#                                                       how much memory each run leaves behind
 # The growing corpus is kept in build-fuzz/fuzz-corpus, findings (crash-*, leak-*, timeout-*) in
 # build-fuzz/fuzz-findings/. Web engine pages need a display: without DISPLAY it runs under xvfb-run.
 set -euo pipefail
@@ -44,6 +46,13 @@ run() {
         xvfb-run -a -s "-screen 0 1280x1024x24" "$@"
     fi
 }
+
+if [ "${1:-}" = "--memory" ]; then
+    # No quarantine: freed memory must not look like growth.
+    ASAN_OPTIONS="$ASAN_OPTIONS:quarantine_size_mb=0:thread_local_quarantine_size_kb=0" \
+        ORV_FUZZ_REPEAT=${2:-40} run "$FUZZER" -runs=0 fuzz/corpus 2>&1 | grep '==fuzz_bridges== memory'
+    exit "${PIPESTATUS[0]}"
+fi
 
 if [ "${1:-}" = "--repro" ]; then
     [ $# -ge 2 ] || { echo "usage: $0 --repro FILE" >&2; exit 2; }

@@ -218,10 +218,10 @@ int main(int argc, char **argv)
     }
     const QByteArray bridgeHtml = bridgePage();
     const QByteArray echoHtml = echoPage();
-    service.addRoute(QStringLiteral("GET"), QStringLiteral("/bench/bridge.html"), [bridgeHtml](const OrvWebService::Request &) {
+    service.addRoute(QStringLiteral("GET"), QStringLiteral("/client/bench/bridge.html"), [bridgeHtml](const OrvWebService::Request &) {
         return OrvWebService::Response{200, "text/html; charset=utf-8", bridgeHtml};
     });
-    service.addRoute(QStringLiteral("GET"), QStringLiteral("/bench/echo.html"), [echoHtml](const OrvWebService::Request &) {
+    service.addRoute(QStringLiteral("GET"), QStringLiteral("/client/bench/echo.html"), [echoHtml](const OrvWebService::Request &) {
         return OrvWebService::Response{200, "text/html; charset=utf-8", echoHtml};
     });
     OrvWebView::setTrustedOrigins({service.baseUrl()});
@@ -259,12 +259,12 @@ int main(int argc, char **argv)
     echoView.show();
 
     const QString base = service.baseUrl().toString();
-    if (!load(&bridgeView, QUrl(base + QStringLiteral("/bench/bridge.html")))
+    if (!load(&bridgeView, QUrl(base + QStringLiteral("/client/bench/bridge.html")))
         || !waitForTitle(bridgeView.page(), QStringLiteral("ready"), 30000)) {
         std::fprintf(stderr, "the bridge page did not come up\n");
         return 1;
     }
-    if (!load(&echoView, QUrl(base + QStringLiteral("/bench/echo.html")))
+    if (!load(&echoView, QUrl(base + QStringLiteral("/client/bench/echo.html")))
         || !waitForTitle(echoView.page(), QStringLiteral("ready"), 30000)) {
         std::fprintf(stderr, "the echo page did not come up\n");
         return 1;

@@ -7,28 +7,18 @@
 #include "qcefwebpage.h"
 
 #include <QDir>
-#include <QFile>
 #include <QFileInfo>
 #include <QJsonArray>
-#include <QJsonDocument>
 #include <QJsonObject>
 #include <QWebChannel>
-#include <QWebEngineScript>
-#include <QWebEngineScriptCollection>
-
-static void initOrvWebResources()
-{
-    Q_INIT_RESOURCE(orvweb);
-}
 
 namespace {
-
-const QString ScriptName = QStringLiteral("orvClientAPI");
 
 struct Trust
 {
     QList<QUrl> origins;
     QStringList roots;
+    QStringList pagePaths{OrvWebView::DefaultPagePath};
 };
 
 Trust &trust()
@@ -53,26 +43,32 @@ QString cleanFolder(const QString &folder)
     return QDir::cleanPath(canonical.isEmpty() ? info.absoluteFilePath() : canonical);
 }
 
-QString readResource(const QString &path)
+// "scheme://host[:port]" as a browser writes an origin: the port only when it is not the default.
+QString originText(const QUrl &url)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
-        qCCritical(lcOrvWeb) << "missing resource" << path << "- pages will get no bridges";
-        return QString();
-    }
-    return QString::fromUtf8(file.readAll());
+    const QString scheme = url.scheme().toLower();
+    QString host = url.host(QUrl::FullyEncoded).toLower();
+    if (host.contains(QLatin1Char(':')))
+        host = QLatin1Char('[') + host + QLatin1Char(']');
+    const int defaultPort = scheme == QLatin1String("https") ? 443 : 80;
+    const int port = url.port(defaultPort);
+    return port == defaultPort ? scheme + QStringLiteral("://") + host
+                               : scheme + QStringLiteral("://") + host + QLatin1Char(':') + QString::number(port);
 }
 
-// Qt's client library and our page API, read once.
-const QString &pageLibrary()
+// A path as the browser will use it: nothing that the browser resolves differently from us
+// (dot segments, escaped dots, backslashes).
+bool isPlainPath(const QString &path)
 {
-    static const QString text = [] {
-        initOrvWebResources();
-        const QString channel = readResource(QStringLiteral(":/qtwebchannel/qwebchannel.js"));
-        const QString api = readResource(QStringLiteral(":/orvweb/orvclientapi.js"));
-        return channel.isEmpty() || api.isEmpty() ? QString() : channel + QLatin1Char('\n') + api;
-    }();
-    return text;
+    if (path.contains(QLatin1Char('\\')) || path.contains(QLatin1String("%5c"), Qt::CaseInsensitive)
+        || path.contains(QLatin1String("%2e"), Qt::CaseInsensitive) || path.contains(QLatin1String("%2f"), Qt::CaseInsensitive))
+        return false;
+    const QStringList segments = path.split(QLatin1Char('/'));
+    for (const QString &segment : segments) {
+        if (segment == QLatin1String(".") || segment == QLatin1String(".."))
+            return false;
+    }
+    return true;
 }
 
 } // namespace
@@ -89,7 +85,9 @@ OrvWebView::OrvWebView(Theme theme, QWidget *parent)
     // The page goes first among the children, so it is destroyed before the channel it uses.
     m_page = new QCefWebPage(this);
     m_channel = new QWebChannel(this);
+    updatePageScript();
     m_page->setBridgeChannel(m_channel);
+    connect(m_page, &QCefWebPage::documentChanged, this, &OrvWebView::documentChanged);
     setPage(m_page);
     m_page->setBackgroundColor(m_theme == Dark ? QColor(0x2c, 0x2c, 0x2c) : QColor(Qt::white));
 
@@ -99,7 +97,6 @@ OrvWebView::OrvWebView(Theme theme, QWidget *parent)
         if (!ok)
             qCInfo(lcOrvWeb) << "load failed:" << url().toString(QUrl::RemoveQuery);
     });
-    updatePageScript();
 }
 
 OrvWebView::~OrvWebView()
@@ -179,6 +176,13 @@ QStringList OrvWebView::registeredNames() const
     return names;
 }
 
+void OrvWebView::load(const QUrl &url)
+{
+    // A page in another renderer process gets its scripts when the load starts.
+    m_page->updateTrustRules();
+    QWebEngineView::load(url);
+}
+
 void OrvWebView::setHtml(const QString &html, const QUrl &baseUrl)
 {
     m_page->setHtml(html, baseUrl);
@@ -191,10 +195,8 @@ void OrvWebView::setTheme(Theme theme)
     m_theme = theme;
     m_page->setBackgroundColor(m_theme == Dark ? QColor(0x2c, 0x2c, 0x2c) : QColor(Qt::white));
     updatePageScript();
-    if (isBridgeAttached()) {
-        m_page->runJavaScript(QStringLiteral("window.orvClientAPI && window.orvClientAPI.__setTheme('%1')")
-                                  .arg(theme == Dark ? QStringLiteral("dark") : QStringLiteral("light")));
-    }
+    if (isBridgeAttached())
+        m_page->runJavaScript(WebCallbackScript::theme(theme == Dark));
     Q_EMIT themeChanged(theme);
 }
 
@@ -224,6 +226,7 @@ void OrvWebView::setTrustedOrigins(const QList<QUrl> &origins)
     trust().origins.clear();
     for (const QUrl &origin : origins)
         addTrustedOrigin(origin);
+    QCefWebPage::updateTrustRules();
 }
 
 void OrvWebView::addTrustedOrigin(const QUrl &origin)
@@ -234,6 +237,36 @@ void OrvWebView::addTrustedOrigin(const QUrl &origin)
         return;
     }
     trust().origins << origin.adjusted(QUrl::RemovePath | QUrl::RemoveQuery | QUrl::RemoveFragment | QUrl::RemoveUserInfo);
+    QCefWebPage::updateTrustRules();
+}
+
+void OrvWebView::setPagePaths(const QStringList &prefixes)
+{
+    trust().pagePaths.clear();
+    for (const QString &prefix : prefixes) {
+        if (prefix.startsWith(QLatin1Char('/')) && isPlainPath(prefix))
+            trust().pagePaths << prefix;
+        else
+            qCWarning(lcOrvWeb) << "not a path prefix, ignored:" << prefix;
+    }
+    QCefWebPage::updateTrustRules();
+}
+
+QStringList OrvWebView::pagePaths()
+{
+    return trust().pagePaths;
+}
+
+QStringList OrvWebView::trustedPageOrigins()
+{
+    QStringList origins;
+    for (const QUrl &origin : qAsConst(trust().origins))
+        origins << originText(origin);
+    const QUrl service = OrvHttpManager::instance()->baseUrl();
+    if (!service.host().isEmpty())
+        origins << originText(service);
+    origins.removeDuplicates();
+    return origins;
 }
 
 QList<QUrl> OrvWebView::trustedOrigins()
@@ -272,6 +305,16 @@ bool OrvWebView::isTrustedUrl(const QUrl &url)
     }
     if (scheme != QLatin1String("http") && scheme != QLatin1String("https"))
         return false;
+    // The client's pages only: what else the origin serves (files, downloads, the API) is not ours
+    // to trust.
+    const QString path = url.path(QUrl::FullyEncoded);
+    if (!isPlainPath(path))
+        return false;
+    bool page = false;
+    for (const QString &prefix : qAsConst(trust().pagePaths))
+        page = page || path.startsWith(prefix);
+    if (!page)
+        return false;
     for (const QUrl &origin : trust().origins) {
         if (sameOrigin(url, origin))
             return true;
@@ -280,33 +323,23 @@ bool OrvWebView::isTrustedUrl(const QUrl &url)
     return !service.host().isEmpty() && sameOrigin(url, service);
 }
 
+bool OrvWebView::isTrustedDocument(const QUrl &url, const QString &origin)
+{
+    if (!isTrustedUrl(url))
+        return false;
+    const QString scheme = url.scheme().toLower();
+    // A web page the service sandboxed has an opaque origin ("null"), not that of its address.
+    if (scheme == QLatin1String("http") || scheme == QLatin1String("https"))
+        return origin == originText(url);
+    return true;
+}
+
 void OrvWebView::updatePageScript()
 {
-    QWebEngineScriptCollection &scripts = m_page->scripts();
-    for (const QWebEngineScript &old : scripts.findScripts(ScriptName))
-        scripts.remove(old);
-
-    const QString library = pageLibrary();
-    if (library.isEmpty())
-        return;
-    const QJsonObject config{
+    m_page->setPageConfig(QJsonObject{
         {QStringLiteral("objects"), QJsonArray::fromStringList(registeredNames())},
         {QStringLiteral("theme"), m_theme == Dark ? QStringLiteral("dark") : QStringLiteral("light")},
         {QStringLiteral("schoolId"), m_schoolId},
         {QStringLiteral("courseId"), m_courseId},
-    };
-    // One closure keeps QWebChannel and the configuration out of the page's globals.
-    QString source = QStringLiteral("(function () {\nvar ORV_CONFIG = ");
-    source += QString::fromUtf8(QJsonDocument(config).toJson(QJsonDocument::Compact));
-    source += QStringLiteral(";\n");
-    source += library;
-    source += QStringLiteral("\n})();\n");
-
-    QWebEngineScript script;
-    script.setName(ScriptName);
-    script.setSourceCode(source);
-    script.setInjectionPoint(QWebEngineScript::DocumentCreation);
-    script.setWorldId(QWebEngineScript::MainWorld);
-    script.setRunsOnSubFrames(false);
-    scripts.insert(script);
+    });
 }

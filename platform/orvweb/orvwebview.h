@@ -10,17 +10,24 @@
  *     deregisterObject(OrvWebBridge *); registeredObject(name); registeredNames()
  *     QCefWebPage *webPage(); isLoadedFinished(); reload(); load(QUrl); url(); setHtml(html, baseUrl)
  *     setSchoolId(QString) / schoolId(); setCourseId(QString) / courseId()
- *     isBridgeAttached(): the current document is trusted and has the bridges
+ *     isBridgeAttached(): the current document is a trusted one and has the bridges
+ *     signal documentChanged(): another document replaced the one shown
  *     static setTrustedOrigins(QList<QUrl>) / addTrustedOrigin(QUrl) / trustedOrigins()
+ *     static setPagePaths(QStringList) / pagePaths(): where the pages of those origins are
+ *       (default "/client/")
  *     static setOfflinePackageRoots(QStringList) / offlinePackageRoots()
- *     static isTrustedUrl(QUrl): qrc:, file: under an offline package root, or http(s) whose
- *       origin is a trusted origin or that of OrvHttpManager::baseUrl(). Nothing else gets bridges.
+ *     static isTrustedUrl(QUrl): qrc:, file: under an offline package root, or an http(s) page
+ *       path of a trusted origin or of OrvHttpManager::baseUrl()'s origin.
+ *     static isTrustedDocument(QUrl, origin): the same for a document that was loaded, whose
+ *       origin must also be that of its address (not a sandbox's). Nothing else gets bridges.
  *   QCefWebPage : QWebEnginePage                     qcefwebpage.h
- *     runJavaScript(const QString &): main world; dropped while the document is untrusted
+ *     runJavaScript(const WebCallbackScript &): only in the verified trusted document
  *     setHtml(html, baseUrl): the document counts as coming from baseUrl
  *   OrvWebBridge : QObject                           orvwebbridge.h
- *     OrvWebBridge(OrvWebView *view, QObject *parent); webView(); runJavaScript(const QString &)
+ *     OrvWebBridge(OrvWebView *view, QObject *parent); webView(); runJavaScript(const WebCallbackScript &)
  *     signal signalCloseSubWindow(const QString &cbKey)
+ *     protected acceptCallbackKey(cbKey) in slots that take a key; static answerCallbackKey(cbKey,
+ *       payload) answers it in the page that handed it out, once
  *   GlobalWebBridge : OrvWebBridge                   globalwebbridge.h
  *     commonNotice(const QString &name, const QJsonObject &); updateStorageState(const QJsonObject &)
  *   WebSubWindowBridge : GlobalWebBridge             websubwindowbridge.h
@@ -39,16 +46,18 @@
  *   WebSubWindowManger                               websubwindowmanger.h
  *     instance()->getWebSubWindow(const QString &url, bool byPath, const QString &cbKey) -> QPointer<QWidget>
  *   WebCallbackScript                                webcallbackscript.h
- *     the answer lines "window.orvClientAPI.callback(...)" and the {"result", "expand"} object
+ *     every line of script the client runs in a page (answers "window.orvClientAPI.callback(...)",
+ *     notices, theme), escaped as needed, and the {"result", "expand"} object
  *   SystemBrowser                                    systembrowser.h
- *     openUrl(QUrl) in the desktop's browser (http, https, mailto only); setOpener() for tests
+ *     openUrl(QUrl) in the desktop's browser (http, https only); setOpener() for tests
  *   InAppWebHandler : QObject                        inappwebhandler.h
  *     the host's in-app browser, published in ExtensionSystem as InAppWebHandler::ExtensionName
  *
- * Page side (resources/orvclientapi.js, injected into every top-level document): each published
- * bridge is window.<name>; answers arrive through window.orvClientAPI.callback(key, data), which
- * calls what the page registered with window.orvClientAPI.on(key, fn) / once(key, fn) and fires
- * the window event "orvclientcallback" ({key, data}). Notices: orvClientAPI.onNotice(name, fn).
+ * Page side (resources/orvclientapi.js in the main world, resources/orvdocument.js in the client's
+ * own world, both injected into every top-level document): each published bridge is
+ * window.<name>; answers arrive through window.orvClientAPI.callback(key, data), which calls what
+ * the page registered with window.orvClientAPI.on(key, fn) / once(key, fn) and fires the window
+ * event "orvclientcallback" ({key, data}). Notices: orvClientAPI.onNotice(name, fn).
  *
  * Page calls arrive on the GUI thread with every argument converted to the slot's parameter type:
  * a number arrives as its text, null as empty text, text that is no number as 0 for an int. The
@@ -78,6 +87,9 @@ public:
     enum Theme { Light = 0, Dark = 1 };
     Q_ENUM(Theme)
 
+    /// Where the client's pages are on the web service and the other trusted origins.
+    static constexpr const char *DefaultPagePath = "/client/";
+
     explicit OrvWebView(QWidget *parent = nullptr);
     explicit OrvWebView(Theme theme, QWidget *parent = nullptr);
     ~OrvWebView() override;
@@ -90,6 +102,9 @@ public:
     QStringList registeredNames() const;
 
     QCefWebPage *webPage() const { return m_page; }
+    using QWebEngineView::load;
+    /// Loads url with the trust rules as they are now.
+    void load(const QUrl &url);
     /// Shows html as a document of baseUrl (see QCefWebPage::setHtml).
     void setHtml(const QString &html, const QUrl &baseUrl = QUrl());
 
@@ -109,13 +124,22 @@ public:
     static void setTrustedOrigins(const QList<QUrl> &origins);
     static void addTrustedOrigin(const QUrl &origin);
     static QList<QUrl> trustedOrigins();
+    /// Path prefixes of the pages on trusted origins (each starting with '/'); the default is
+    /// "/client/". Anything else an origin serves gets no bridges.
+    static void setPagePaths(const QStringList &prefixes);
+    static QStringList pagePaths();
+    /// The trusted origins, the web service's included, written as a page sees its own origin.
+    static QStringList trustedPageOrigins();
     /// Folders of offline page packages; file: pages inside them are trusted.
     static void setOfflinePackageRoots(const QStringList &folders);
     static QStringList offlinePackageRoots();
     static bool isTrustedUrl(const QUrl &url);
+    /// A loaded document at url whose origin is origin ("null" for a sandboxed one).
+    static bool isTrustedDocument(const QUrl &url, const QString &origin);
 
 Q_SIGNALS:
     void themeChanged(OrvWebView::Theme theme);
+    void documentChanged();
 
 private:
     void updatePageScript();

@@ -17,11 +17,10 @@ SystemBrowser::Opener &opener()
 
 bool SystemBrowser::isAllowed(const QUrl &url)
 {
+    // Web pages only: other schemes start programs, open local files or attach them to mail.
     const QString scheme = url.scheme().toLower();
     if (!url.isValid())
         return false;
-    if (scheme == QLatin1String("mailto"))
-        return true;
     return (scheme == QLatin1String("http") || scheme == QLatin1String("https")) && !url.host().isEmpty();
 }
 

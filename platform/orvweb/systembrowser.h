@@ -5,8 +5,9 @@
 #include <functional>
 
 /**
- * Opens addresses in the desktop's own browser. Only http, https and mailto addresses are handed
- * on: a page must not be able to start local programs or open local files this way.
+ * Opens addresses in the desktop's own browser. Only http and https addresses with a host are
+ * handed on: a page must not be able to start local programs, open local files or have the mail
+ * program attach one (mailto:...?attach=) this way.
  */
 class SystemBrowser
 {

@@ -3,33 +3,86 @@
 
 #include <QJsonDocument>
 
-QString WebCallbackScript::line(const QString &cbKey)
+namespace {
+
+// A JSON text is a valid script expression: quoting through JSON escapes everything.
+QString scriptString(const QString &text)
 {
-    return QStringLiteral("window.orvClientAPI.callback('%1')").arg(escape(cbKey));
+    const QByteArray array = QJsonDocument(QJsonArray{text}).toJson(QJsonDocument::Compact);
+    return QString::fromUtf8(array.mid(1, array.size() - 2));
 }
 
-QString WebCallbackScript::line(const QString &cbKey, const QString &payload)
+bool isIdentifier(const QString &name)
 {
-    return QStringLiteral("window.orvClientAPI.callback('%1', '%2')").arg(escape(cbKey), payload);
-}
-
-QString WebCallbackScript::escapedLine(const QString &cbKey, const QString &payload)
-{
-    return QStringLiteral("window.orvClientAPI.callback('%1' , '%2') ").arg(escape(cbKey), escape(payload));
-}
-
-QString WebCallbackScript::answerLine(const QString &cbKey, const QString &payload)
-{
-    for (const QChar c : payload) {
-        if (c == QLatin1Char('\\') || c == QLatin1Char('\'') || c == QLatin1Char('\n') || c == QLatin1Char('\r'))
-            return escapedLine(cbKey, payload);
+    if (name.isEmpty() || name.size() > 64)
+        return false;
+    for (int i = 0; i < name.size(); ++i) {
+        const QChar c = name.at(i);
+        const bool letter = (c >= QLatin1Char('a') && c <= QLatin1Char('z')) || (c >= QLatin1Char('A') && c <= QLatin1Char('Z'))
+            || c == QLatin1Char('_') || c == QLatin1Char('$');
+        if (!letter && !(i > 0 && c >= QLatin1Char('0') && c <= QLatin1Char('9')))
+            return false;
     }
-    return line(cbKey, payload);
+    return true;
 }
 
-QString WebCallbackScript::commitExamEditImgsLine(const QJsonObject &images)
+} // namespace
+
+WebCallbackScript WebCallbackScript::line(const QString &cbKey)
 {
-    return QStringLiteral("window.orvClientAPI.callback('commitExamEditImgs', '%1')").arg(escape(compact(images)));
+    return WebCallbackScript(QStringLiteral("window.orvClientAPI.callback('%1')").arg(escape(cbKey)));
+}
+
+WebCallbackScript WebCallbackScript::line(const QString &cbKey, const QString &payload)
+{
+    if (!isPlain(payload))
+        return escapedLine(cbKey, payload);
+    return WebCallbackScript(QStringLiteral("window.orvClientAPI.callback('%1', '%2')").arg(escape(cbKey), payload));
+}
+
+WebCallbackScript WebCallbackScript::escapedLine(const QString &cbKey, const QString &payload)
+{
+    return WebCallbackScript(QStringLiteral("window.orvClientAPI.callback('%1' , '%2') ").arg(escape(cbKey), escape(payload)));
+}
+
+WebCallbackScript WebCallbackScript::commitExamEditImgsLine(const QJsonObject &images)
+{
+    return WebCallbackScript(
+        QStringLiteral("window.orvClientAPI.callback('commitExamEditImgs', '%1')").arg(escape(compact(images))));
+}
+
+WebCallbackScript WebCallbackScript::notice(const QString &name, const QJsonObject &data)
+{
+    return WebCallbackScript(QStringLiteral("window.orvClientAPI && window.orvClientAPI.commonNotice(%1, %2)")
+                                 .arg(scriptString(name), compact(data)));
+}
+
+WebCallbackScript WebCallbackScript::storageState(const QJsonObject &state)
+{
+    return WebCallbackScript(
+        QStringLiteral("window.orvClientAPI && window.orvClientAPI.updateStorageState(%1)").arg(compact(state)));
+}
+
+WebCallbackScript WebCallbackScript::theme(bool dark)
+{
+    return WebCallbackScript(QStringLiteral("window.orvClientAPI && window.orvClientAPI.__setTheme('%1')")
+                                 .arg(dark ? QStringLiteral("dark") : QStringLiteral("light")));
+}
+
+WebCallbackScript WebCallbackScript::pageFunction(const QString &name)
+{
+    if (!isIdentifier(name))
+        return {};
+    return WebCallbackScript(QStringLiteral("window.orvClientAPI && window.orvClientAPI.__call('%1')").arg(name));
+}
+
+bool WebCallbackScript::isPlain(const QString &text)
+{
+    for (const QChar c : text) {
+        if (c == QLatin1Char('\\') || c == QLatin1Char('\'') || c == QLatin1Char('\n') || c == QLatin1Char('\r'))
+            return false;
+    }
+    return true;
 }
 
 QString WebCallbackScript::escape(const QString &text)

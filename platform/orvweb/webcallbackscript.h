@@ -6,33 +6,52 @@
 #include <QString>
 
 /**
- * The lines of script by which a bridge answers its page, and the answer object they carry.
- * Every answer goes through here, so the page sees one format:
+ * A line of script that the client runs in one of its pages: an answer to a callback key, a
+ * notice, the theme, a call of a page function. Bridges and views run nothing else in a page
+ * (OrvWebBridge::runJavaScript and QCefWebPage::runJavaScript take only this type), and only the
+ * builders below make one, so every text from elsewhere is escaped on its way in:
  *
- *     window.orvClientAPI.callback('<key>', '<payload>')        line(key, payload)
  *     window.orvClientAPI.callback('<key>')                     line(key)
- *     window.orvClientAPI.callback('<key>' , '<escaped>')       escapedLine(key, payload); the blank
- *                                                               before the comma and the trailing
+ *     window.orvClientAPI.callback('<key>', '<payload>')        line(key, payload), when the payload
+ *                                                               holds no quote, backslash or line break
+ *     window.orvClientAPI.callback('<key>' , '<escaped>')       line(key, payload) otherwise, and
+ *                                                               escapedLine(key, payload) always; the
+ *                                                               blank before the comma and the trailing
  *                                                               blank are part of the format
  *
- * The payload of line() is put in as it is: use it for text without quotes or backslashes (a
- * JSON text with escapes inside strings would lose them). escapedLine() doubles every backslash,
- * puts a backslash before every single quote and writes line breaks as \n and \r, so the page
- * gets the exact text back. The key is always escaped that way; ordinary keys are unchanged by it.
+ * escape() doubles every backslash, puts a backslash before every single quote and writes line
+ * breaks as \n and \r, so the page gets the exact text back. The key is always escaped that way;
+ * ordinary keys are unchanged by it.
  */
 class WebCallbackScript
 {
 public:
-    static QString line(const QString &cbKey);
-    static QString line(const QString &cbKey, const QString &payload);
-    static QString escapedLine(const QString &cbKey, const QString &payload);
-    /// line(cbKey, payload) when the payload can stand in it unchanged, escapedLine() when it
-    /// holds a quote, a backslash or a line break: for text that comes from elsewhere (a page).
-    static QString answerLine(const QString &cbKey, const QString &payload);
+    WebCallbackScript() = default;
+
+    static WebCallbackScript line(const QString &cbKey);
+    static WebCallbackScript line(const QString &cbKey, const QString &payload);
+    static WebCallbackScript escapedLine(const QString &cbKey, const QString &payload);
     /// The fixed answer for edited exam images, escaped.
-    static QString commitExamEditImgsLine(const QJsonObject &images);
+    static WebCallbackScript commitExamEditImgsLine(const QJsonObject &images);
+    /// window.orvClientAPI.commonNotice(name, data): the page's onNotice(name) handlers.
+    static WebCallbackScript notice(const QString &name, const QJsonObject &data);
+    /// The notice "updateStorageState".
+    static WebCallbackScript storageState(const QJsonObject &state);
+    /// The view's theme changed: "light" or "dark".
+    static WebCallbackScript theme(bool dark);
+    /// Calls the page's global function name() without arguments, when the page has one. A name
+    /// that is no script identifier gives an empty script.
+    static WebCallbackScript pageFunction(const QString &name);
+
+    bool isEmpty() const { return m_text.isEmpty(); }
+    /// The line as it is run.
+    const QString &toString() const { return m_text; }
+    bool operator==(const WebCallbackScript &other) const { return m_text == other.m_text; }
+    bool operator!=(const WebCallbackScript &other) const { return m_text != other.m_text; }
 
     static QString escape(const QString &text);
+    /// The text holds nothing escape() would change.
+    static bool isPlain(const QString &text);
     static QString compact(const QJsonObject &object);
     static QString compact(const QJsonArray &array);
 
@@ -41,4 +60,12 @@ public:
     /// The same with resultJson parsed and embedded when it is a JSON object or array; any other
     /// text is embedded as a string.
     static QJsonObject answerWithJsonResult(const QString &resultJson, const QString &expandJson);
+
+private:
+    explicit WebCallbackScript(QString text)
+        : m_text(std::move(text))
+    {
+    }
+
+    QString m_text;
 };

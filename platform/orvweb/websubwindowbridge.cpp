@@ -28,6 +28,7 @@ void WebSubWindowBridge::openSubWindow(const QString &requestData, const QString
 
 void WebSubWindowBridge::closeSubWindow(const QString &cbKey)
 {
+    acceptCallbackKey(cbKey);
     Q_EMIT signalCloseSubWindow(cbKey);
 }
 
@@ -36,6 +37,7 @@ WebSubWindow *WebSubWindowBridge::openWebSubWindow(const QString &requestData, c
 {
     qCInfo(lcOrvWeb).noquote() << metaObject()->className() << "openSubWindow requestData:"
                                << requestData.left(LoggedTextLength) << "cbKey:" << cbKey.left(LoggedTextLength);
+    acceptCallbackKey(cbKey);
     const QJsonObject object = QJsonDocument::fromJson(requestData.toUtf8()).object();
     if (request)
         *request = object;
@@ -82,8 +84,7 @@ void WebSubWindowBridge::prepareSubWindow(WebSubWindow *window, const QJsonObjec
 
 void WebSubWindowBridge::answerSubWindowData(const QString &cbKey, const QString &data)
 {
-    // The child page's text: a quote or line break in it would break the plain line.
-    runJavaScript(WebCallbackScript::answerLine(cbKey, data));
+    runJavaScript(WebCallbackScript::line(cbKey, data));
 }
 
 QString WebSubWindowBridge::registrationName() const

@@ -460,7 +460,21 @@ OrvWebService::Response OrvCloudDisk::download(const OrvWebService::Request &req
     const File f = file(request.queryValue(QStringLiteral("id")).toULongLong());
     if (f.userFileId == 0)
         return {404, "text/plain", "no such file"};
-    return {200, contentTypeFor(f.userFileName), f.bytes};
+    // A user's file is never a page of the service: browsers save it, take its type as it is
+    // said, and if they showed it anyway it would run without the service's origin.
+    QByteArray fallback = f.userFileName.toUtf8();
+    for (char &c : fallback) {
+        if (c < 0x20 || c > 0x7e || c == '"' || c == '\\')
+            c = '_';
+    }
+    const QByteArray disposition = "attachment; filename=\"" + fallback + "\"; filename*=UTF-8''"
+        + QUrl::toPercentEncoding(f.userFileName, "!#$&+-.^_`|~");
+    return {200,
+            contentTypeFor(f.userFileName),
+            f.bytes,
+            {{"Content-Disposition", disposition},
+             {"X-Content-Type-Options", "nosniff"},
+             {"Content-Security-Policy", "sandbox"}}};
 }
 
 OrvWebService::Response OrvCloudDisk::page(const OrvWebService::Request &request)

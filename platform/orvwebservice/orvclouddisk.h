@@ -26,7 +26,9 @@
  *   POST /cloudspace/api/user/saveSharedFile    form fields recorded; data {"userFileId": new id}
  *   POST /api/user/addRecentOpen                form fields recorded
  *   POST /cloudspace/api/exam/paper/export      "prId": data {"path", "fileName"} of a document
- *   GET  /download/file                         "id": the file's bytes; "n" is only the name shown
+ *   GET  /download/file                         "id": the file's bytes, as a download (Content-Disposition:
+ *                                               attachment, nosniff, a sandboxing CSP); "n" is only
+ *                                               the name shown
  * and the pages under /client/ (see pages/). Handlers run on the service's threads; the data set
  * is guarded, and the object must outlive the service it was installed in.
  */

@@ -122,6 +122,7 @@ public:
     QHash<QPair<QString, QString>, OrvWebService::Handler> prefixRoutes;
     QHash<QString, FaultEntry> faults;
     QVector<OrvWebService::Request> requests;
+    qint64 recordedBytes = 0;
     QSet<QString> ignoredMacs;
     QString host;
     quint16 port = 0;
@@ -140,6 +141,19 @@ bool OrvWebServicePrivate::sleepFor(int ms)
     return !sleepWake.wait_for(lock, std::chrono::milliseconds(ms), [this] { return stopping; });
 }
 
+// Roughly what a recorded request holds.
+static qint64 recordedSize(const OrvWebService::Request &request)
+{
+    qint64 size = request.body.size() + 2 * (request.path.size() + request.method.size());
+    for (const auto &field : request.query)
+        size += 2 * (field.first.size() + field.second.size());
+    for (const auto &field : request.form)
+        size += 2 * (field.first.size() + field.second.size());
+    for (const auto &header : request.headers)
+        size += header.first.size() + header.second.size();
+    return size;
+}
+
 void OrvWebServicePrivate::handle(const httplib::Request &in, httplib::Response &out)
 {
     const OrvWebService::Request request = toRequest(in);
@@ -149,9 +163,16 @@ void OrvWebServicePrivate::handle(const httplib::Request &in, httplib::Response 
     FaultEntry fault{};
     {
         QMutexLocker lock(&mutex);
+        // Bounded by count and by size: a client sending huge addresses or bodies for hours must
+        // not make the record grow with them.
+        const qint64 size = recordedSize(request);
         requests.append(request);
-        if (requests.size() > OrvWebService::MaxRecordedRequests)
-            requests.remove(0, requests.size() - OrvWebService::MaxRecordedRequests);
+        recordedBytes += size;
+        int drop = 0;
+        while (requests.size() - drop > 1
+               && (requests.size() - drop > OrvWebService::MaxRecordedRequests || recordedBytes > OrvWebService::MaxRecordedBytes))
+            recordedBytes -= recordedSize(requests.at(drop++));
+        requests.remove(0, drop);
         const auto it = faults.constFind(request.path);
         if (it != faults.constEnd()) {
             faulty = true;
@@ -428,6 +449,7 @@ void OrvWebService::clearRequests()
 {
     QMutexLocker lock(&d->mutex);
     d->requests.clear();
+    d->recordedBytes = 0;
 }
 
 void OrvWebService::setFault(const QString &path, Fault fault, int delayMs)

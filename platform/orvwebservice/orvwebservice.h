@@ -84,8 +84,10 @@ public:
     static constexpr int SuccessErrorNo = 1;
     static constexpr int MissingFieldErrorNo = 40001;
     static constexpr int NoRouteErrorNo = 40004;
-    /// Older requests are forgotten beyond this many.
+    /// Older requests are forgotten beyond this many, or beyond this many bytes of what they
+    /// carried (the newest request is always kept).
     static constexpr int MaxRecordedRequests = 1000;
+    static constexpr qint64 MaxRecordedBytes = 32 * 1024 * 1024;
 
     OrvWebService();
     ~OrvWebService();

@@ -510,10 +510,13 @@ private Q_SLOTS:
         QVERIFY(failed.wait(TransferWaitMs));
         QVERIFY(!QFile::exists(m_saves + QStringLiteral("/Other.pdf")));
 
-        // Addresses that are not http(s) are refused before any dialog.
+        // Addresses that are not http(s), or longer than any server takes, are refused before any dialog.
         const int asks = m_saveAsks.size();
-        for (const QString &bad : {QStringLiteral("file:///etc/passwd"), QStringLiteral("javascript:alert(1)"), QString()})
+        const QString overlong = QStringLiteral("download/file?id=1002&n=") + QString(CloudDownload::MaxAddressLength, QLatin1Char('x'));
+        for (const QString &bad : {QStringLiteral("file:///etc/passwd"), QStringLiteral("javascript:alert(1)"), QString(), overlong,
+                                   QStringLiteral("https://a.example/") + overlong})
             QVERIFY(!m_bridge->downloadFileByUrls(bad));
+        QVERIFY(!CloudDownload::resolveAddress(overlong.left(CloudDownload::MaxAddressLength - 100)).isEmpty());
         QCOMPARE(m_saveAsks.size(), asks);
         verifyNothingOutside({m_saves});
     }
@@ -641,6 +644,57 @@ private Q_SLOTS:
                                                     {QStringLiteral("https://a/2.png")}}));
         QCOMPARE(courseware.calls, (QList<QVariantList>{{quint64(501), 0, qint64(0), quint64(0)},
                                                         {quint64(18446744073709551615ull), 8, qint64(40001), quint64(30001)}}));
+    }
+
+    // Previews, openers and the board take web addresses only: a page that names a local file,
+    // a share of the local network or another kind of address gets nothing opened.
+    void previewsAndOpenersTakeWebAddressesOnly()
+    {
+        FakeImagePreview preview;
+        FakeFileOpener opener;
+        Published previewPublished(IImagePreviewService::ExtensionName, &preview);
+        Published openerPublished(IFileOpener::ExtensionName, &opener);
+        const QString hostile = jsString(QStringLiteral(
+            "[\"file:///etc/passwd\", \"smb://host/share/a.png\", \"/etc/passwd\", \"C:\\\\Windows\\\\win.ini\", \"\\\\\\\\host\\\\share\\\\b.png\","
+            " \"javascript:alert(1)\", \"data:image/png;base64,AAAA\", {\"url\": \"ftp://host/c.png\"}, \"https://a/ok.png\"]"));
+        const auto entry = [](const char *key, const QString &address) {
+            return QJsonObject{{QStringLiteral("userFileId"), 77}, {QStringLiteral("fileType"), 3},
+                               {QStringLiteral("userFileName"), QStringLiteral("a.png")}, {QString::fromLatin1(key), address}};
+        };
+        const QString localEntries = jsString(json({entry("url", QStringLiteral("file:///etc/passwd")),
+                                                    entry("filePath", QStringLiteral("smb://host/share/a.png")),
+                                                    entry("localPath", QStringLiteral("/etc/passwd")),
+                                                    entry("src", QStringLiteral("C:\\Windows\\win.ini"))}));
+        const QString mixed = jsString(json({entry("url", QStringLiteral("file:///etc/passwd")),
+                                             entry("url", QStringLiteral("https://a/ok.png")),
+                                             OrvCloudDisk::entry(m_disk.file(1002))}));
+        eval(QStringLiteral("cloudDisk.previewImages(%1);"
+                            "[0, 1, 2, 3].forEach(function (i) { cloudDisk.openFiles(%2, i); });"
+                            "cloudDisk.openFiles(%3, 1); cloudDisk.openFiles(%3, 0);"
+                            "cloudDisk.linkView('mailto:a@example.org?attach=/etc/passwd');"
+                            "cloudDisk.linkView('smb://host/share'); cloudDisk.refreshExamList('done')")
+                 .arg(hostile, localEntries, mixed));
+        QVERIFY(waitAnswer(QStringLiteral("done")));
+        QCOMPARE(preview.calls, QList<QStringList>{QStringList{QStringLiteral("https://a/ok.png")}});
+        // Of a list, the entries with web addresses (or none) stay, and the index follows the
+        // entry the user clicked; a local entry clicked opens nothing.
+        QCOMPARE(opener.calls.size(), 1);
+        QCOMPARE(opener.calls.first().first.size(), 2);
+        QCOMPARE(opener.calls.first().second, 0);
+        QCOMPARE(opener.calls.first().first.at(0).toObject().value(QStringLiteral("url")).toString(),
+                 QStringLiteral("https://a/ok.png"));
+        QVERIFY(m_browserUrls.isEmpty());
+
+        // The same on the board of a classroom.
+        openDisk(WebSubWindowBridge::FromClassroom, QStringLiteral("/client/cloud/cs/room"));
+        FakePptMgr board;
+        Published boardPublished(IPptMgr::ExtensionName, &board);
+        eval(QStringLiteral("[0, 1, 2, 3].forEach(function (i) { cloudDisk.openFiles(%1, i); });"
+                            "cloudDisk.linkView('mailto:a@example.org?attach=/etc/passwd'); cloudDisk.refreshExamList('done')")
+                 .arg(localEntries));
+        QVERIFY(waitAnswer(QStringLiteral("done")));
+        QCOMPARE(board.opened.size(), 0);
+        QCOMPARE(board.urls, QList<QUrl>());
     }
 
     void openFilesInAClassroom()

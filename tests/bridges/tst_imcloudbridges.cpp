@@ -104,8 +104,8 @@ private Q_SLOTS:
     {
         QVERIFY(m_service.start());
         addPage(m_service, QStringLiteral("/client/cloud/cs/im"), CloudPage);
-        addPage(m_service, QStringLiteral("/t/child.html"), ChildPage);
-        addPage(m_service, QStringLiteral("/t/other.html"), ChildPage);
+        addPage(m_service, QStringLiteral("/client/t/child.html"), ChildPage);
+        addPage(m_service, QStringLiteral("/client/t/other.html"), ChildPage);
         OrvWebView::setTrustedOrigins({m_service.baseUrl()});
         SystemBrowser::setOpener([this](const QUrl &url) {
             m_browserUrls << url;
@@ -224,6 +224,38 @@ private Q_SLOTS:
         ExtensionSystem::instance()->removeObject(QString::fromLatin1(IImagePreviewService::ExtensionName));
     }
 
+    // The viewers get web addresses only; a mail address with an attachment never reaches the
+    // desktop.
+    void viewersAndBrowserTakeWebAddressesOnly()
+    {
+        FakeFileOpener opener;
+        FakeImagePreview preview;
+        ExtensionSystem::instance()->addObject(QString::fromLatin1(IFileOpener::ExtensionName), &opener);
+        ExtensionSystem::instance()->addObject(QString::fromLatin1(IImagePreviewService::ExtensionName), &preview);
+        const QString images = jsString(QStringLiteral(
+            "{\"urls\": [\"file:///etc/passwd\", \"smb://host/a.png\", \"/etc/passwd\", {\"url\": \"C:\\\\a.png\"},"
+            " {\"imageUrl\": \"\\\\\\\\host\\\\share\\\\a.png\"}, \"https://a/ok.png\"]}"));
+        const QString files = jsString(QStringLiteral(
+            "[{\"userFileId\": 1, \"url\": \"file:///etc/passwd\"}, {\"userFileId\": 2, \"filePath\": \"smb://host/x\"},"
+            " {\"userFileId\": 3, \"localPath\": \"/etc/passwd\"}, {\"userFileId\": 4, \"url\": \"https://a/4.pdf\"}]"));
+        eval(QStringLiteral("myCloudDiskWindow.imgsView(%1); myCloudDiskWindow.imgsView('[\"file:///etc/passwd\"]');"
+                            "[0, 1, 2, 3].forEach(function (i) { myCloudDiskWindow.viewFileList(%2, i); });"
+                            "myCloudDiskWindow.linkView('mailto:a@example.org?attach=/etc/passwd');"
+                            "myCloudDiskWindow.linkView('MAILTO:a@example.org');"
+                            "myCloudDiskWindow.refreshExamList('done')")
+                 .arg(images, files));
+        QVERIFY(waitFor(m_view->page(), QStringLiteral("got.some(function (g) { return g[0] === 'done'; })")));
+        ExtensionSystem::instance()->removeObject(QString::fromLatin1(IFileOpener::ExtensionName));
+        ExtensionSystem::instance()->removeObject(QString::fromLatin1(IImagePreviewService::ExtensionName));
+        QCOMPARE(preview.calls, QList<QStringList>{QStringList{QStringLiteral("https://a/ok.png")}});
+        QCOMPARE(opener.calls.size(), 1);
+        QCOMPARE(opener.calls.first().first.size(), 1);
+        QCOMPARE(opener.calls.first().first.at(0).toObject().value(QStringLiteral("userFileId")).toInt(), 4);
+        QCOMPARE(opener.calls.first().second, 0);
+        QCOMPARE(m_browserUrls, QList<QUrl>());
+        QVERIFY(!SystemBrowser::isAllowed(QUrl(QStringLiteral("mailto:a@example.org"))));
+    }
+
     void logOnlySlotsLog()
     {
         LogCapture log("orv.common.bridge");
@@ -234,7 +266,7 @@ private Q_SLOTS:
 
     void samePageTwiceOpensOneWindowAndKeepsTheFirstKey()
     {
-        const QString child = url(QStringLiteral("/t/child.html?a=1")).toString();
+        const QString child = url(QStringLiteral("/client/t/child.html?a=1")).toString();
         openFromPage(request(child), QStringLiteral("first"));
         QTRY_COMPARE(windows().size(), 1);
         WebSubWindow *window = windows().first();
@@ -248,21 +280,21 @@ private Q_SLOTS:
         QCOMPARE(window->cbKey(), QStringLiteral("first"));
 
         // Without "distinctKey" another query is another page...
-        openFromPage(request(url(QStringLiteral("/t/child.html?a=2")).toString()), QStringLiteral("third"));
+        openFromPage(request(url(QStringLiteral("/client/t/child.html?a=2")).toString()), QStringLiteral("third"));
         QTRY_COMPARE(windows().size(), 2);
         // ...with "path" it is the same page.
-        openFromPage(request(url(QStringLiteral("/t/child.html?a=3")).toString(),
+        openFromPage(request(url(QStringLiteral("/client/t/child.html?a=3")).toString(),
                              {{QStringLiteral("distinctKey"), QStringLiteral("path")}}),
                      QStringLiteral("fourth"));
         QTest::qWait(300);
         QCOMPARE(windows().size(), 2);
-        openFromPage(request(url(QStringLiteral("/t/other.html?a=3")).toString(),
+        openFromPage(request(url(QStringLiteral("/client/t/other.html?a=3")).toString(),
                              {{QStringLiteral("distinctKey"), QStringLiteral("path")}}),
                      QStringLiteral("fifth"));
         QTRY_COMPARE(windows().size(), 3);
-        QCOMPARE(WebSubWindowManger::instance()->getWebSubWindow(url(QStringLiteral("/t/child.html")).toString(), true, QString()),
+        QCOMPARE(WebSubWindowManger::instance()->getWebSubWindow(url(QStringLiteral("/client/t/child.html")).toString(), true, QString()),
                  QPointer<QWidget>(window));
-        QVERIFY(WebSubWindowManger::instance()->getWebSubWindow(url(QStringLiteral("/t/child.html")).toString(), false, QString()).isNull());
+        QVERIFY(WebSubWindowManger::instance()->getWebSubWindow(url(QStringLiteral("/client/t/child.html")).toString(), false, QString()).isNull());
     }
 
     void sourceTwoGetsAnExamBridge_data()
@@ -286,7 +318,7 @@ private Q_SLOTS:
         QJsonObject extra;
         if (!source.isUndefined())
             extra.insert(QStringLiteral("source"), source);
-        openFromPage(request(url(QStringLiteral("/t/child.html")).toString(), extra), QStringLiteral("k"));
+        openFromPage(request(url(QStringLiteral("/client/t/child.html")).toString(), extra), QStringLiteral("k"));
         QTRY_COMPARE(windows().size(), 1);
         OrvWebView *childView = windows().first()->webView();
         QCOMPARE(childView->registeredNames(), (QStringList{name, QStringLiteral("orvSubWindow")}));
@@ -303,7 +335,7 @@ private Q_SLOTS:
     void childAnswersReachTheOpenerAndCloseByKey()
     {
         m_view->setTheme(OrvWebView::Dark);
-        openFromPage(request(url(QStringLiteral("/t/child.html")).toString()), QStringLiteral("pick-1"));
+        openFromPage(request(url(QStringLiteral("/client/t/child.html")).toString()), QStringLiteral("pick-1"));
         QTRY_COMPARE(windows().size(), 1);
         QPointer<WebSubWindow> window = windows().first();
         QCOMPARE(window->webView()->theme(), OrvWebView::Dark);
@@ -398,13 +430,20 @@ private Q_SLOTS:
         QCOMPARE(m_browserUrls.size(), 2);
     }
 
+    // An answer another object sends through the hub reaches the page that handed out its key,
+    // once; a key the page never handed out reaches nothing.
     void answersForOtherObjectsReachThePage()
     {
-        eval(QStringLiteral("myCloudDiskWindow.refreshExamList('list-1')"));
+        eval(QStringLiteral("myCloudDiskWindow.refreshExamList('list-1'); myCloudDiskWindow.closeSubWindow('hub-1')"));
+        QTRY_COMPARE(OrvWebBridge::callbackKeyOwner(QStringLiteral("hub-1")), m_bridge);
+        QVERIFY(waitFor(m_view->page(), QStringLiteral("got.length === 1")));
+        Q_EMIT ImSignalObject::instance()->signalWebCallback(QStringLiteral("hub-2"), QStringLiteral("{\"n\":2}"));
         Q_EMIT ImSignalObject::instance()->signalWebCallback(QStringLiteral("hub-1"), QStringLiteral("{\"n\":1}"));
         QVERIFY(waitFor(m_view->page(), QStringLiteral("got.length === 2")));
+        eval(QStringLiteral("myCloudDiskWindow.refreshExamList('list-2')"));
+        QVERIFY(waitFor(m_view->page(), QStringLiteral("got.length === 3")));
         QCOMPARE(eval(QStringLiteral("JSON.stringify(got)")).toString(),
-                 QStringLiteral("[[\"list-1\",null],[\"hub-1\",\"{\\\"n\\\":1}\"]]"));
+                 QStringLiteral("[[\"list-1\",null],[\"hub-1\",\"{\\\"n\\\":1}\"],[\"list-2\",null]]"));
     }
 
     void loadingIndicatorShowsAndTimesOut()

@@ -10,6 +10,7 @@
 
 #include <QJsonObject>
 #include <QTemporaryDir>
+#include <algorithm>
 
 using namespace WebTest;
 
@@ -29,6 +30,12 @@ public Q_SLOTS:
         texts << text;
         keys << cbKey;
         runJavaScript(WebCallbackScript::escapedLine(cbKey, text));
+    }
+    // Takes a key and answers later, through someone else.
+    void later(const QString &cbKey)
+    {
+        acceptCallbackKey(cbKey);
+        keys << cbKey;
     }
     int next(int n) { return n + 1; }
 };
@@ -65,11 +72,22 @@ private Q_SLOTS:
     {
         QVERIFY(m_service.start());
         QVERIFY(m_foreign.start());
-        addPage(m_service, QStringLiteral("/t/recorder.html"), RecorderPage);
-        addPage(m_service, QStringLiteral("/t/early.html"), EarlyCallerPage);
-        addPage(m_foreign, QStringLiteral("/t/recorder.html"), RecorderPage);
-        addPage(m_foreign, QStringLiteral("/t/early.html"), EarlyCallerPage);
+        addPage(m_service, QStringLiteral("/client/t/recorder.html"), RecorderPage);
+        addPage(m_service, QStringLiteral("/client/t/early.html"), EarlyCallerPage);
+        addPage(m_foreign, QStringLiteral("/client/t/recorder.html"), RecorderPage);
+        addPage(m_foreign, QStringLiteral("/client/t/early.html"), EarlyCallerPage);
         OrvWebView::setTrustedOrigins({m_service.baseUrl()});
+        // Pages the service would never serve as its own: any path outside the client's pages,
+        // and a page the service sandboxes.
+        addPage(m_service, QStringLiteral("/files/recorder.html"), RecorderPage);
+        m_service.addRoute(QStringLiteral("GET"), QStringLiteral("/client/t/nocontent"), [](const OrvWebService::Request &) {
+            return OrvWebService::Response{204, "text/html", QByteArray()};
+        });
+        addPage(m_service, QStringLiteral("/client/t/framing.html"),
+                "<!doctype html><p>frames another site</p><iframe id=\"f\"></iframe>");
+        m_service.addRoute(QStringLiteral("GET"), QStringLiteral("/client/t/sandboxed.html"), [](const OrvWebService::Request &) {
+            return OrvWebService::Response{200, "text/html", RecorderPage, {{"Content-Security-Policy", "sandbox allow-scripts"}}};
+        });
     }
 
     void cleanupTestCase()
@@ -84,9 +102,10 @@ private Q_SLOTS:
         QTest::addColumn<bool>("trusted");
         const QString base = m_service.baseUrl().toString();
         QTest::newRow("service page") << base + QStringLiteral("/client/cloud/cs/im?x=1") << true;
-        QTest::newRow("other port") << m_foreign.baseUrl().toString() + QStringLiteral("/a") << false;
-        QTest::newRow("localhost is another origin") << QStringLiteral("http://localhost:%1/a").arg(m_service.port()) << false;
-        QTest::newRow("https of the same host") << QStringLiteral("https://127.0.0.1:%1/a").arg(m_service.port()) << false;
+        QTest::newRow("service, not a page") << base + QStringLiteral("/cloudspace/api/user/files") << false;
+        QTest::newRow("other port") << m_foreign.baseUrl().toString() + QStringLiteral("/client/a") << false;
+        QTest::newRow("localhost is another origin") << QStringLiteral("http://localhost:%1/client/a").arg(m_service.port()) << false;
+        QTest::newRow("https of the same host") << QStringLiteral("https://127.0.0.1:%1/client/a").arg(m_service.port()) << false;
         QTest::newRow("qrc") << QStringLiteral("qrc:/pages/index.html") << true;
         QTest::newRow("data") << QStringLiteral("data:text/html,<p>x</p>") << false;
         QTest::newRow("about") << QStringLiteral("about:blank") << false;
@@ -117,9 +136,142 @@ private Q_SLOTS:
         QVERIFY(!OrvWebView::isTrustedUrl(QUrl::fromLocalFile(root + QStringLiteral("/launcher/index.html"))));
     }
 
+    // Only the pages of a trusted origin get the bridges, not whatever else it serves, and not a
+    // page it serves in a sandbox.
+    void onlyPagePathsOfTrustedOriginsGetBridges()
+    {
+        QVERIFY(!OrvWebView::isTrustedUrl(page(QStringLiteral("/files/recorder.html"))));
+        QVERIFY(!OrvWebView::isTrustedUrl(page(QStringLiteral("/download/file?id=1"))));
+        QVERIFY(!OrvWebView::isTrustedUrl(page(QStringLiteral("/client/../download/file?id=1"))));
+        QVERIFY(!OrvWebView::isTrustedUrl(page(QStringLiteral("/client/%2e%2e/download/file"))));
+        QVERIFY(!OrvWebView::isTrustedUrl(page(QStringLiteral("/client\\..\\download/file"))));
+        QVERIFY(!OrvWebView::isTrustedUrl(page(QStringLiteral("/clientx/a"))));
+        QVERIFY(OrvWebView::isTrustedUrl(page(QStringLiteral("/client/cloud/cs/im?x=1"))));
+
+        for (const QString &path : {QStringLiteral("/files/recorder.html"), QStringLiteral("/client/t/sandboxed.html")}) {
+            OrvWebView view;
+            EchoBridge bridge(&view);
+            view.registerObject(&bridge, QStringLiteral("echoBridge"));
+            QVERIFY(load(&view, page(path)));
+            QVERIFY(waitFor(view.page(), QStringLiteral("document.readyState === 'complete'")));
+            QTest::qWait(300);
+            QVERIFY2(!view.isBridgeAttached(), qPrintable(path));
+            QCOMPARE(eval(view.page(), QStringLiteral("typeof window.echoBridge + typeof (window.qt && qt.webChannelTransport)")).toString(),
+                     QStringLiteral("undefinedundefined"));
+            bridge.runJavaScript(WebCallbackScript::line(QStringLiteral("k"), QStringLiteral("secret")));
+            QTest::qWait(300);
+            QCOMPARE(eval(view.page(), QStringLiteral("got.length")).toInt(), 0);
+        }
+    }
+
+    // The page's own document stays when a load brings none (no content): its bridges come
+    // back, and calls and answers go on.
+    void documentThatStaysGetsItsBridgesBack()
+    {
+        OrvWebView view;
+        EchoBridge bridge(&view);
+        view.registerObject(&bridge, QStringLiteral("echoBridge"));
+        QVERIFY(load(&view, page(QStringLiteral("/client/t/recorder.html"))));
+        QVERIFY(waitFor(view.page(), QStringLiteral("!!(window.echoBridge && window.echoBridge.echo)")));
+        eval(view.page(), QStringLiteral("window.kept = true; location.href = '/client/t/nocontent'"));
+        QTRY_VERIFY(requested(m_service, QStringLiteral("/client/t/nocontent")));
+        QTRY_VERIFY_WITH_TIMEOUT(view.isBridgeAttached(), 10000);
+        QVERIFY(eval(view.page(), QStringLiteral("window.kept")).toBool());
+        eval(view.page(), QStringLiteral("echoBridge.echo('still here', 'k2')"));
+        QTRY_COMPARE(bridge.texts, QStringList{QStringLiteral("still here")});
+        QVERIFY(waitFor(view.page(), QStringLiteral("got.length === 1 && got[0][1] === 'still here'")));
+    }
+
+    // A frame of another site inside a trusted page reaches nothing, and a page that writes what
+    // the client's document check writes does not pass for a trusted one.
+    void framesAndForgedReportsGetNothing()
+    {
+        OrvWebView view;
+        EchoBridge bridge(&view);
+        view.registerObject(&bridge, QStringLiteral("echoBridge"));
+        QVERIFY(load(&view, page(QStringLiteral("/client/t/framing.html"))));
+        QVERIFY(view.isBridgeAttached());
+        m_foreign.clearRequests();
+        eval(view.page(), QStringLiteral("document.getElementById('f').src = %1")
+                              .arg(jsString(foreignPage(QStringLiteral("/client/t/early.html")).toString())));
+        QTRY_VERIFY(requested(m_foreign, QStringLiteral("/client/t/early.html")));
+        QTest::qWait(500);
+        QVERIFY(bridge.texts.isEmpty());
+
+        // The foreign page on top, claiming in every way to be the client's page.
+        QVERIFY(load(&view, foreignPage(QStringLiteral("/client/t/recorder.html"))));
+        const QString href = page(QStringLiteral("/client/t/recorder.html")).toString();
+        eval(view.page(), QStringLiteral("for (var i = 0; i < 3; ++i) console.debug('orv-document ' + i + ' ' + JSON.stringify("
+                                         "{id: 'ab'.repeat(16), href: %1, origin: %2}));"
+                                         "console.debug('orv-document  ' + JSON.stringify({id: 'cd'.repeat(16), href: %1}))")
+                              .arg(jsString(href), jsString(m_service.baseUrl().toString())));
+        QTest::qWait(500);
+        QVERIFY(!view.isBridgeAttached());
+        QCOMPARE(eval(view.page(), QStringLiteral("typeof (window.qt && qt.webChannelTransport)")).toString(), QStringLiteral("undefined"));
+    }
+
+    // A key belongs to the page that handed it out last: an answer for it runs there once; a
+    // key forgotten with its document, its bridge or its age runs nowhere.
+    void callbackKeysBelongToTheirPage()
+    {
+        OrvWebView first;
+        OrvWebView second;
+        auto *one = new EchoBridge(&first);
+        auto *two = new EchoBridge(&second);
+        first.registerObject(one, QStringLiteral("echoBridge"));
+        second.registerObject(two, QStringLiteral("echoBridge"));
+        QVERIFY(load(&first, page(QStringLiteral("/client/t/recorder.html"))));
+        QVERIFY(load(&second, page(QStringLiteral("/client/t/recorder.html"))));
+        eval(first.page(), QStringLiteral("echoBridge.later('shared'); echoBridge.later('mine')"));
+        QTRY_COMPARE(one->keys.size(), 2);
+        eval(second.page(), QStringLiteral("echoBridge.later('shared')"));
+        QTRY_COMPARE(two->keys.size(), 1);
+        QCOMPARE(OrvWebBridge::callbackKeyOwner(QStringLiteral("shared")), two);
+        QVERIFY(OrvWebBridge::answerCallbackKey(QStringLiteral("shared"), QStringLiteral("it's \"x\"\n")));
+        QVERIFY(OrvWebBridge::answerCallbackKey(QStringLiteral("mine"), QStringLiteral("1")));
+        QVERIFY(!OrvWebBridge::answerCallbackKey(QStringLiteral("nobody"), QStringLiteral("1")));
+        QVERIFY(waitFor(second.page(), QStringLiteral("got.length === 1")));
+        QVERIFY(waitFor(first.page(), QStringLiteral("got.length === 1")));
+        QCOMPARE(eval(second.page(), QStringLiteral("got[0].join('=')")).toString(), QStringLiteral("shared=it's \"x\"\n"));
+        QCOMPARE(eval(first.page(), QStringLiteral("got[0].join('=')")).toString(), QStringLiteral("mine=1"));
+
+        // Another document: the old one's keys are void.
+        QVERIFY(load(&first, page(QStringLiteral("/client/t/recorder.html"))));
+        QCOMPARE(OrvWebBridge::callbackKeyOwner(QStringLiteral("mine")), nullptr);
+        delete two;
+        QCOMPARE(OrvWebBridge::callbackKeyOwner(QStringLiteral("shared")), nullptr);
+
+        // The oldest keys go first once there are too many.
+        eval(first.page(), QStringLiteral("echoBridge.later('oldest');"
+                                          "for (var i = 0; i < %1; ++i) echoBridge.later('k' + i); echoBridge.later('done')")
+                               .arg(OrvWebBridge::MaxCallbackKeys));
+        QTRY_VERIFY_WITH_TIMEOUT(one->keys.contains(QStringLiteral("done")), 20000);
+        QCOMPARE(OrvWebBridge::callbackKeyOwner(QStringLiteral("oldest")), nullptr);
+        QCOMPARE(OrvWebBridge::callbackKeyOwner(QStringLiteral("k1")), one);
+        QCOMPARE(OrvWebBridge::callbackKeyOwner(QStringLiteral("done")), one);
+    }
+
+    // One builder for every line: text that could end the script's string is escaped, whatever
+    // the builder; plain text keeps the plain form.
+    void scriptLinesEscapeWhatTheyCarry()
+    {
+        QCOMPARE(WebCallbackScript::line(QStringLiteral("k"), QStringLiteral("{\"a\":1}")).toString(),
+                 QStringLiteral("window.orvClientAPI.callback('k', '{\"a\":1}')"));
+        QCOMPARE(WebCallbackScript::line(QStringLiteral("k"), QStringLiteral("x'); y('")),
+                 WebCallbackScript::escapedLine(QStringLiteral("k"), QStringLiteral("x'); y('")));
+        QCOMPARE(WebCallbackScript::escapedLine(QStringLiteral("k'"), QStringLiteral("a\\b\r\n'")).toString(),
+                 QStringLiteral("window.orvClientAPI.callback('k\\'' , 'a\\\\b\\r\\n\\'') "));
+        QCOMPARE(WebCallbackScript::line(QStringLiteral("k\n")).toString(), QStringLiteral("window.orvClientAPI.callback('k\\n')"));
+        QVERIFY(!WebCallbackScript::pageFunction(QStringLiteral("refresh")).isEmpty());
+        for (const QString &bad : {QStringLiteral("refresh()"), QStringLiteral("a.b"), QStringLiteral("x');y('"), QString(),
+                                   QStringLiteral("1abc")})
+            QVERIFY2(WebCallbackScript::pageFunction(bad).isEmpty(), qPrintable(bad));
+        QVERIFY(WebCallbackScript().isEmpty());
+    }
+
     void webServiceOfTheHttpManagerIsTrusted()
     {
-        const QUrl other(QStringLiteral("http://127.0.0.2:8123/page"));
+        const QUrl other(QStringLiteral("http://127.0.0.2:8123/client/page"));
         QVERIFY(!OrvWebView::isTrustedUrl(other));
         OrvHttpManager::instance()->setBaseUrl(QUrl(QStringLiteral("http://127.0.0.2:8123/api/")));
         QVERIFY(OrvWebView::isTrustedUrl(other));
@@ -135,7 +287,7 @@ private Q_SLOTS:
         view.registerObject(&bridge, QStringLiteral("echoBridge"));
         view.resize(800, 600);
         view.show();
-        QVERIFY(load(&view, page(QStringLiteral("/t/recorder.html"))));
+        QVERIFY(load(&view, page(QStringLiteral("/client/t/recorder.html"))));
         QVERIFY(view.isBridgeAttached());
         QVERIFY(view.isLoadedFinished());
         QVERIFY(waitFor(view.page(), QStringLiteral("typeof window.echoBridge === 'object' && !!window.echoBridge.echo")));
@@ -167,7 +319,7 @@ private Q_SLOTS:
         OrvWebView view;
         EchoBridge bridge(&view);
         view.registerObject(&bridge, QStringLiteral("echoBridge"));
-        QVERIFY(load(&view, page(QStringLiteral("/t/early.html"))));
+        QVERIFY(load(&view, page(QStringLiteral("/client/t/early.html"))));
         QTRY_COMPARE(bridge.texts, (QStringList{QStringLiteral("first"), QStringLiteral("second")}));
         QVERIFY(waitFor(view.page(), QStringLiteral("early.length === 2")));
         QCOMPARE(eval(view.page(), QStringLiteral("early.join(',')")).toString(), QStringLiteral("first,second"));
@@ -180,7 +332,7 @@ private Q_SLOTS:
         OrvWebView view;
         EchoBridge bridge(&view);
         view.registerObject(&bridge, QStringLiteral("echoBridge"));
-        QVERIFY(load(&view, page(QStringLiteral("/t/recorder.html"))));
+        QVERIFY(load(&view, page(QStringLiteral("/client/t/recorder.html"))));
         QVERIFY(waitFor(view.page(), QStringLiteral("!!(window.echoBridge && window.echoBridge.echo)")));
 
         eval(view.page(), QStringLiteral("echoBridge.echo({a: 1}, 'obj'); echoBridge.echo(42, 'num');"
@@ -210,7 +362,7 @@ private Q_SLOTS:
         OrvWebView view;
         EchoBridge bridge(&view);
         view.registerObject(&bridge, QStringLiteral("echoBridge"));
-        QVERIFY(load(&view, foreignPage(QStringLiteral("/t/early.html"))));
+        QVERIFY(load(&view, foreignPage(QStringLiteral("/client/t/early.html"))));
         QVERIFY(!view.isBridgeAttached());
         QCOMPARE(eval(view.page(), QStringLiteral("typeof window.echoBridge")).toString(), QStringLiteral("undefined"));
         QCOMPARE(eval(view.page(), QStringLiteral("typeof window.orvClientAPI")).toString(), QStringLiteral("undefined"));
@@ -230,18 +382,18 @@ private Q_SLOTS:
         OrvWebView view;
         EchoBridge bridge(&view);
         view.registerObject(&bridge, QStringLiteral("echoBridge"));
-        QVERIFY(load(&view, page(QStringLiteral("/t/recorder.html"))));
+        QVERIFY(load(&view, page(QStringLiteral("/client/t/recorder.html"))));
         QVERIFY(view.isBridgeAttached());
 
         // The trusted page itself sends the view elsewhere.
         QSignalSpy loaded(&view, &QWebEngineView::loadFinished);
-        eval(view.page(), QStringLiteral("location.href = %1").arg(jsString(foreignPage(QStringLiteral("/t/recorder.html")).toString())));
+        eval(view.page(), QStringLiteral("location.href = %1").arg(jsString(foreignPage(QStringLiteral("/client/t/recorder.html")).toString())));
         QVERIFY(loaded.wait(10000));
         QCOMPARE(view.url().port(), int(m_foreign.port()));
         QVERIFY(!view.isBridgeAttached());
         QCOMPARE(eval(view.page(), QStringLiteral("typeof window.echoBridge")).toString(), QStringLiteral("undefined"));
 
-        QVERIFY(load(&view, page(QStringLiteral("/t/recorder.html"))));
+        QVERIFY(load(&view, page(QStringLiteral("/client/t/recorder.html"))));
         QVERIFY(view.isBridgeAttached());
         QVERIFY(waitFor(view.page(), QStringLiteral("!!(window.echoBridge && window.echoBridge.echo)")));
     }
@@ -252,7 +404,7 @@ private Q_SLOTS:
         EchoBridge bridge(&view);
         view.registerObject(&bridge, QStringLiteral("echoBridge"));
         view.setSchoolId(QStringLiteral("77"));
-        QVERIFY(load(&view, page(QStringLiteral("/t/recorder.html"))));
+        QVERIFY(load(&view, page(QStringLiteral("/client/t/recorder.html"))));
         QCOMPARE(eval(view.page(), QStringLiteral("orvClientAPI.theme + '/' + orvClientAPI.schoolId")).toString(),
                  QStringLiteral("light/77"));
 
@@ -280,12 +432,12 @@ private Q_SLOTS:
         EchoBridge bridge(&view);
         view.registerObject(&bridge, QStringLiteral("echoBridge"));
         QSignalSpy spy(&view, &QWebEngineView::loadFinished);
-        view.setHtml(QString::fromUtf8(RecorderPage), page(QStringLiteral("/t/inline.html")));
+        view.setHtml(QString::fromUtf8(RecorderPage), page(QStringLiteral("/client/t/inline.html")));
         QVERIFY(spy.wait(10000));
         QVERIFY(view.isBridgeAttached());
         QVERIFY(waitFor(view.page(), QStringLiteral("!!(window.echoBridge && window.echoBridge.echo)")));
 
-        view.setHtml(QString::fromUtf8(RecorderPage), foreignPage(QStringLiteral("/t/inline.html")));
+        view.setHtml(QString::fromUtf8(RecorderPage), foreignPage(QStringLiteral("/client/t/inline.html")));
         QVERIFY(spy.wait(10000));
         QVERIFY(!view.isBridgeAttached());
         QCOMPARE(eval(view.page(), QStringLiteral("typeof window.echoBridge")).toString(), QStringLiteral("undefined"));
@@ -308,13 +460,18 @@ private Q_SLOTS:
         // Re-registering under a new name moves the bridge.
         view.registerObject(other, QStringLiteral("renamed"));
         QCOMPARE(view.registeredNames(), QStringList{QStringLiteral("renamed")});
-        QVERIFY(load(&view, page(QStringLiteral("/t/recorder.html"))));
+        QVERIFY(load(&view, page(QStringLiteral("/client/t/recorder.html"))));
         QVERIFY(waitFor(view.page(), QStringLiteral("!!(window.renamed && window.renamed.echo)")));
         QCOMPARE(eval(view.page(), QStringLiteral("typeof window.other + typeof window.echoBridge")).toString(),
                  QStringLiteral("undefinedundefined"));
     }
 
 private:
+    static bool requested(const OrvWebService &service, const QString &path)
+    {
+        const QVector<OrvWebService::Request> all = service.requests();
+        return std::any_of(all.cbegin(), all.cend(), [&path](const OrvWebService::Request &r) { return r.path == path; });
+    }
     QUrl page(const QString &path) const { return QUrl(m_service.baseUrl().toString() + path); }
     QUrl foreignPage(const QString &path) const { return QUrl(m_foreign.baseUrl().toString() + path); }
     static QString jsString(const QString &text)

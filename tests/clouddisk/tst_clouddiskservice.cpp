@@ -18,6 +18,15 @@ struct Answer
     int status = 0;
     QByteArray body;
     QByteArray contentType;
+    QList<QNetworkReply::RawHeaderPair> headers;
+    QByteArray header(const QByteArray &name) const
+    {
+        for (const auto &h : headers) {
+            if (h.first.compare(name, Qt::CaseInsensitive) == 0)
+                return h.second;
+        }
+        return {};
+    }
     QJsonObject json() const { return QJsonDocument::fromJson(body).object(); }
     int errorNo() const { return json().value("errno").toInt(); }
     QJsonValue data() const { return json().value("data"); }
@@ -85,6 +94,38 @@ private Q_SLOTS:
         // A shared file is reached through its sharer only.
         QCOMPARE(get("/cloudspace/api/user/file/source", {{"userFileId", "2001"}}).errorNo(), OrvCloudDisk::NoSuchFileErrorNo);
         QCOMPARE(get("/download/file", {{"id", "424242"}}).status, 404);
+    }
+
+    // A user's file is never a page of the service: a browser saves it instead of showing it,
+    // does not guess another type, and would run it without the service's origin if it did.
+    void storedFilesAreServedAsDownloads()
+    {
+        OrvCloudDisk::File svg;
+        svg.userFileId = 1901;
+        svg.ownerUid = m_disk.userId();
+        svg.userFileName = QStringLiteral("Drawing \"1\".svg");
+        svg.fileType = 4;
+        svg.bytes = "<svg xmlns=\"http://www.w3.org/2000/svg\"><script>parent.x = 1</script></svg>";
+        m_disk.addFile(svg);
+        const OrvCloudDisk::File added = m_disk.file(1901);
+        QCOMPARE(added.userFileName, svg.userFileName);
+        for (const quint64 id : {quint64(1002), added.userFileId}) {
+            const Answer answer = get("/download/file", {{"id", QString::number(id)}});
+            QCOMPARE(answer.status, 200);
+            QCOMPARE(answer.body, m_disk.file(id).bytes);
+            const QByteArray disposition = answer.header("Content-Disposition");
+            QVERIFY2(disposition.startsWith("attachment"), disposition.constData());
+            QCOMPARE(answer.header("X-Content-Type-Options"), QByteArray("nosniff"));
+            QCOMPARE(answer.header("Content-Security-Policy"), QByteArray("sandbox"));
+        }
+        // The name in the header stays one quoted value, whatever it holds.
+        const QByteArray disposition = get("/download/file", {{"id", QString::number(added.userFileId)}}).header("Content-Disposition");
+        QVERIFY2(!disposition.contains("\"1\""), disposition.constData());
+        QVERIFY2(disposition.contains("filename*=UTF-8''Drawing%20%221%22.svg"), disposition.constData());
+        // The service's own pages stay pages.
+        const Answer page = get("/client/cloud/cs/im");
+        QCOMPARE(page.header("Content-Disposition"), QByteArray());
+        QCOMPARE(page.header("Content-Security-Policy"), QByteArray());
     }
 
     void sharedFilesNeedTheirSharer()
@@ -207,6 +248,7 @@ private:
         answer.status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
         answer.body = reply->readAll();
         answer.contentType = reply->header(QNetworkRequest::ContentTypeHeader).toByteArray();
+        answer.headers = reply->rawHeaderPairs();
         reply->deleteLater();
         return answer;
     }

@@ -15,6 +15,9 @@
 #include "imcloudwebbridge.h"
 #include "imsignalobject.h"
 #include "orvreloadbutton.h"
+#include "systembrowser.h"
+#include "websubwindow.h"
+#include "websubwindowmanger.h"
 
 #include <QFrame>
 #include <QJsonArray>
@@ -67,6 +70,60 @@ QString pathAndQuery(const QUrl &url)
     return url.path() + (url.hasQuery() ? QLatin1Char('?') + url.query() : QString());
 }
 
+
+// A page on another origin that wants the bridges. It keeps looking for the web channel's
+// transport; once it finds one it calls everything it can reach, and it records what the
+// client runs in it.
+const QByteArray ForeignPage = R"(<!doctype html><html><body><p>another site</p>
+<script src="/qwebchannel.js"></script><script>
+window.effects = [];
+window.received = [];
+window.orvClientAPI = {
+    callback: function (k, d) { received.push('callback ' + k + ' ' + d); },
+    commonNotice: function (n, d) { received.push('notice ' + n); },
+    updateStorageState: function () { received.push('storage'); },
+    __setTheme: function () { received.push('theme'); }
+};
+function attack(o) {
+    var keys = Object.keys(o);
+    effects.push('objects ' + keys.join(','));
+    if (o.cloudDisk) {
+        o.cloudDisk.login();
+        o.cloudDisk.jumpToClass('4001');
+        o.cloudDisk.linkView('https://example.org/foreign');
+        o.cloudDisk.downloadFileByUrls('download/file?id=1002&n=stolen.pdf');
+        o.cloudDisk.openSubWindow(JSON.stringify({url: location.origin + '/opened-by-foreign'}), 'foreign-1');
+        o.cloudDisk.closeSubWindow('foreign-2');
+    }
+    if (o.myCloudDiskWindow) {
+        o.myCloudDiskWindow.webShare(JSON.stringify({fileType: 'link', link: 'stolen'}));
+        o.myCloudDiskWindow.openSubWindow(JSON.stringify({url: location.origin + '/opened-by-foreign-2'}), 'foreign-3');
+    }
+    if (o.orvSubWindow)
+        o.orvSubWindow.answer('stolen');
+}
+var poll = setInterval(function () {
+    var t = window.qt && qt.webChannelTransport;
+    if (!t)
+        return;
+    clearInterval(poll);
+    effects.push('transport');
+    new QWebChannel(t, function (channel) { attack(channel.objects); });
+}, 10);
+// Asks for a page of the client; the answer never replaces this document.
+function trick(target, stopAfterMs) {
+    location.href = target;
+    if (stopAfterMs)
+        setTimeout(function () { window.stop(); }, stopAfterMs);
+}
+</script></body></html>)";
+
+QByteArray resourceText(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
 } // namespace
 
 class CloudDiskWebViewTest : public QObject
@@ -81,6 +138,25 @@ private Q_SLOTS:
         QVERIFY(m_env.start());
         OrvEngine::CoreEngine::instance()->createLoginObject()->setLogined(true);
         OrvEngine::ContactsEngine::instance()->setCurrentUid(OrvCloudDisk::DefaultUserId);
+
+        // Another port of the same host: another origin.
+        const QByteArray channelScript = resourceText(QStringLiteral(":/qtwebchannel/qwebchannel.js"));
+        QVERIFY(!channelScript.isEmpty());
+        m_foreign.addRoute(QStringLiteral("GET"), QStringLiteral("/qwebchannel.js"), [channelScript](const OrvWebService::Request &) {
+            return OrvWebService::Response{200, "application/javascript", channelScript};
+        });
+        addPage(m_foreign, QStringLiteral("/page"), ForeignPage);
+        QVERIFY(m_foreign.start());
+        // Addresses of the client's own web service that leave the asking document in place.
+        m_env.service.addRoute(QStringLiteral("GET"), QStringLiteral("/client/t/nocontent"), [](const OrvWebService::Request &) {
+            return OrvWebService::Response{204, "text/html", QByteArray()};
+        });
+        m_env.service.addRoute(QStringLiteral("GET"), QStringLiteral("/client/t/attachment"), [](const OrvWebService::Request &) {
+            return OrvWebService::Response{200, "application/octet-stream", "bytes",
+                                           {{"Content-Disposition", "attachment; filename=\"a.bin\""}}};
+        });
+        addPage(m_env.service, QStringLiteral("/client/t/slow"), "<!doctype html><p>slow</p>");
+        m_env.service.setFault(QStringLiteral("/client/t/slow"), OrvWebService::Fault::Slow, 4000);
     }
 
     void cleanupTestCase()
@@ -90,6 +166,7 @@ private Q_SLOTS:
         QDir(QStandardPaths::writableLocation(QStandardPaths::AppDataLocation) + QStringLiteral("/outside")).removeRecursively();
         ExtensionSystem::instance()->removeObject(QString::fromLatin1(IClassRoomMgr::ExtensionName));
         m_env.stop();
+        m_foreign.stop();
         ImSignalObject::release();
         ShareToChatTool::release();
         OrvTransferQueue::release();
@@ -108,6 +185,19 @@ private Q_SLOTS:
         m_env.saveCalls.clear();
         m_env.folderCalls = 0;
         m_env.service.clearFaults();
+        m_env.service.setFault(QStringLiteral("/client/t/slow"), OrvWebService::Fault::Slow, 4000);
+        m_browserUrls.clear();
+        SystemBrowser::setOpener([this](const QUrl &url) {
+            m_browserUrls << url;
+            return true;
+        });
+    }
+
+    void cleanup()
+    {
+        SystemBrowser::setOpener({});
+        for (WebSubWindow *window : WebSubWindowManger::instance()->windows())
+            delete window;
     }
 
     // The page finds the bridges under their names, in the client and in a classroom, and the
@@ -587,6 +677,191 @@ private Q_SLOTS:
         QCOMPARE(hide.size(), 1);
     }
 
+    // A page of another origin, shown in the cloud view or in a child window of it, sends its
+    // document to an address of the client's web service that never replaces it (no content,
+    // a download, a slow page it then stops). It gets no bridge, makes the client do nothing,
+    // and none of the host's answers and notices run in it.
+    void foreignDocumentNeverGetsTheBridges_data()
+    {
+        QTest::addColumn<QString>("target");
+        QTest::addColumn<int>("stopAfterMs");
+        QTest::addColumn<bool>("inChildWindow");
+        for (const bool child : {false, true}) {
+            const char *where = child ? "child window, " : "view, ";
+            QTest::newRow(QByteArray(where).append("no content").constData()) << "/client/t/nocontent" << 0 << child;
+            QTest::newRow(QByteArray(where).append("download").constData()) << "/client/t/attachment" << 0 << child;
+            QTest::newRow(QByteArray(where).append("stopped").constData()) << "/client/t/slow" << 400 << child;
+        }
+    }
+
+    void foreignDocumentNeverGetsTheBridges()
+    {
+        QFETCH(QString, target);
+        QFETCH(int, stopAfterMs);
+        QFETCH(bool, inChildWindow);
+        View view = shown(WebSubWindowBridge::FromIm);
+        QVERIFY(pageReady(view.get()));
+        QSignalSpy login(view.get(), &CloudDiskWebView::signalLogin);
+        QSignalSpy chat(ImSignalObject::instance(), &ImSignalObject::chatWith);
+        const QUrl foreign = m_foreign.baseUrl().resolved(QUrl(QStringLiteral("/page")));
+
+        OrvWebView *attacked = view->webView();
+        CloudDiskBridge *answering = view->cloudDiskBridge();
+        if (inChildWindow) {
+            eval(view->webView()->page(), QStringLiteral("cloudDisk.openSubWindow(%1, 'child-1')")
+                                              .arg(jsText(QStringLiteral("{\"url\":\"%1\"}").arg(foreign.toString()))));
+            QTRY_COMPARE(WebSubWindowManger::instance()->windows().size(), 1);
+            attacked = WebSubWindowManger::instance()->windows().first()->webView();
+            answering = qobject_cast<CloudDiskBridge *>(attacked->registeredObject(QStringLiteral("cloudDisk")));
+            QVERIFY(answering);
+        } else {
+            attacked->load(foreign);
+        }
+        QVERIFY(waitFor(attacked->page(), QStringLiteral("typeof window.trick === 'function' && document.readyState === 'complete'")));
+        QVERIFY(!attacked->isBridgeAttached());
+
+        QSignalSpy ended(attacked, &QWebEngineView::loadFinished);
+        eval(attacked->page(), QStringLiteral("trick(%1, %2)").arg(jsText(m_env.url(target).toString())).arg(stopAfterMs));
+        QVERIFY(reached(ended, 1, 15000));
+        QCOMPARE(attacked->url(), foreign);
+        // The document that stays had its chance to look for the transport.
+        QTest::qWait(800);
+
+        // What the host says afterwards does not reach it either.
+        answering->runCallBack(QStringLiteral("foreign-1"));
+        answering->commonNotice(QStringLiteral("schoolInfoChanged"), {{QStringLiteral("sid"), QStringLiteral("1")}});
+        Q_EMIT ImSignalObject::instance()->signalWebCallback(QStringLiteral("foreign-1"), QStringLiteral("secret"));
+        attacked->setTheme(attacked->theme() == OrvWebView::Dark ? OrvWebView::Light : OrvWebView::Dark);
+        QTest::qWait(500);
+
+        QCOMPARE(eval(attacked->page(), QStringLiteral("effects.join(' | ')")).toString(), QString());
+        QCOMPARE(eval(attacked->page(), QStringLiteral("received.join(' | ')")).toString(), QString());
+        QVERIFY(!attacked->isBridgeAttached());
+        QCOMPARE(login.size(), 0);
+        QCOMPARE(chat.size(), 0);
+        QCOMPARE(m_browserUrls, QList<QUrl>());
+        QCOMPARE(m_env.saveCalls.size(), 0);
+        QCOMPARE(ShareToChatTool::instance()->shares().size(), 0);
+        QCOMPARE(WebSubWindowManger::instance()->windows().size(), inChildWindow ? 1 : 0);
+        if (inChildWindow)
+            QCOMPARE(answeredKeys(view->webView()->page()), QStringList());
+
+        // The client's own page in the same place has its bridges again.
+        QVERIFY(load(attacked, m_env.url(QStringLiteral("/client/cloud/cs/im"))));
+        QVERIFY(waitFor(attacked->page(), QStringLiteral("!!(window.cloudDisk && cloudDisk.getAppProductEnv) && orvPage.loaded")));
+        QTRY_VERIFY(attacked->isBridgeAttached());
+    }
+
+    // A picture a user stored on the cloud disk is not a page of the client, though it comes
+    // from the client's web service: opened in a child window, its script reaches nothing.
+    void storedFileRunsWithoutBridges()
+    {
+        OrvCloudDisk::File svg;
+        svg.userFileId = 1950;
+        svg.ownerUid = OrvCloudDisk::DefaultUserId;
+        svg.userFileName = QStringLiteral("Trap.svg");
+        svg.fileType = 4;
+        // (A raw literal here confuses moc.)
+        svg.bytes = "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"100\" height=\"100\"><script>"
+                    "setTimeout(function () {"
+                    "  if (window.cloudDisk) { cloudDisk.jumpToClass('4001'); cloudDisk.login(); }"
+                    "  if (window.orvSubWindow) orvSubWindow.answer('from the picture');"
+                    "}, 50);"
+                    "</script><rect width=\"100\" height=\"100\" fill=\"red\"/></svg>";
+        m_env.disk.addFile(svg);
+
+        View view = shown(WebSubWindowBridge::FromIm);
+        QVERIFY(pageReady(view.get()));
+        QSignalSpy chat(ImSignalObject::instance(), &ImSignalObject::chatWith);
+        const QString address = m_env.url(QStringLiteral("/download/file?id=1950&n=Trap.svg")).toString();
+        eval(view->webView()->page(), QStringLiteral("cloudDisk.openSubWindow(%1, 'picture-1')")
+                                          .arg(jsText(QStringLiteral("{\"url\":\"%1\"}").arg(address))));
+        QTRY_COMPARE(WebSubWindowManger::instance()->windows().size(), 1);
+        OrvWebView *child = WebSubWindowManger::instance()->windows().first()->webView();
+        // The picture was fetched; its script had time to run.
+        QTRY_VERIFY_WITH_TIMEOUT(fetched(QStringLiteral("1950")), 15000);
+        QTest::qWait(800);
+        QCOMPARE(chat.size(), 0);
+        QVERIFY(!child->isBridgeAttached());
+        QCOMPARE(answeredKeys(view->webView()->page()), QStringList());
+    }
+
+    // An answer that another object sends through the hub goes to the page that asked, once,
+    // exactly as it was sent, and to no other page.
+    void hubAnswersReachTheAskingPageOnce()
+    {
+        View view = shown(WebSubWindowBridge::FromIm);
+        View other = shown(WebSubWindowBridge::FromIm);
+        QVERIFY(pageReady(view.get()));
+        QVERIFY(pageReady(other.get()));
+        QWebEnginePage *page = view->webView()->page();
+        // The page hands out a key with a call that does not answer by itself.
+        eval(page, QStringLiteral("window.__injected = 0; cloudDisk.closeSubWindow('hub-1')"));
+        QTRY_VERIFY(OrvWebBridge::callbackKeyOwner(QStringLiteral("hub-1")));
+
+        const QString hostile = QStringLiteral("x'); window.__injected = 1; ('");
+        const QString lines = QStringLiteral("two\nlines\\ and \u2028 more");
+        Q_EMIT ImSignalObject::instance()->signalWebCallback(QStringLiteral("hub-1"), hostile);
+        Q_EMIT ImSignalObject::instance()->signalWebCallback(QStringLiteral("hub-1"), lines);
+        // A key no page handed out goes nowhere.
+        Q_EMIT ImSignalObject::instance()->signalWebCallback(QStringLiteral("nobody-asked"), QStringLiteral("{}"));
+        QVERIFY(waitFor(page, "orvPage.log.filter(function (e) { return e.kind === 'callback'; }).length >= 2"));
+        QTest::qWait(400);
+        const QVariantList got = eval(page, QStringLiteral("orvPage.log.filter(function (e) { return e.kind === 'callback'; })"
+                                                           ".map(function (e) { return e.key + '=' + e.data; })"))
+                                     .toList();
+        QCOMPARE(got, (QVariantList{QStringLiteral("hub-1=") + hostile, QStringLiteral("hub-1=") + lines}));
+        QCOMPARE(eval(page, QStringLiteral("window.__injected")).toInt(), 0);
+        QCOMPARE(answeredKeys(other->webView()->page()), QStringList());
+    }
+
+    // Every page-callable slot that takes a callback key makes the key the page's: an answer sent
+    // for it through the hub comes back to the page.
+    void everyKeyAPageHandsOutCanBeAnswered()
+    {
+        View view = shown(WebSubWindowBridge::FromIm);
+        QVERIFY(pageReady(view.get()));
+        QWebEnginePage *page = view->webView()->page();
+        QStringList keys;
+        for (const QString &name : view->webView()->registeredNames()) {
+            const QMetaObject *mo = view->webView()->registeredObject(name)->metaObject();
+            for (int i = 0; i < mo->methodCount(); ++i) {
+                const QMetaMethod method = mo->method(i);
+                if (method.methodType() != QMetaMethod::Slot || method.access() != QMetaMethod::Public)
+                    continue;
+                QStringList args;
+                QString key;
+                for (const QByteArray &parameter : method.parameterNames()) {
+                    if (parameter.toLower() == "cbkey") {
+                        key = name + QLatin1Char('.') + QString::fromLatin1(method.methodSignature());
+                        args << jsText(key);
+                    } else {
+                        args << QStringLiteral("''");
+                    }
+                }
+                if (key.isEmpty())
+                    continue;
+                keys << key;
+                eval(page, QStringLiteral("%1[%2](%3)").arg(name, jsText(QString::fromLatin1(method.methodSignature())),
+                                                            args.join(QLatin1Char(','))));
+            }
+        }
+        QVERIFY(keys.size() >= 10);
+        // The page's calls have all arrived once the last one answers.
+        eval(page, QStringLiteral("cloudDisk.refreshExamList('last')"));
+        QVERIFY(waitFor(page, "orvPage.log.some(function (e) { return e.kind === 'callback' && e.key === 'last'; })"));
+        for (const QString &key : qAsConst(keys))
+            Q_EMIT ImSignalObject::instance()->signalWebCallback(key, QStringLiteral("hub"));
+        const QString answered = QStringLiteral("orvPage.log.filter(function (e) { return e.kind === 'callback' && e.data === 'hub'; })"
+                                                ".map(function (e) { return e.key; })");
+        QVERIFY(waitFor(page, answered + QStringLiteral(".length >= %1").arg(keys.size())));
+        QTest::qWait(200);
+        QStringList got = eval(page, answered).toStringList();
+        got.sort();
+        keys.sort();
+        QCOMPARE(got, keys);
+    }
+
     // The tool bar: the reload button and the separator at the top right of the page, a close
     // button in the classroom, kept there when the widget changes size.
     void toolBar()
@@ -673,6 +948,16 @@ private:
         return view;
     }
 
+    bool fetched(const QString &fileId) const
+    {
+        const QVector<OrvWebService::Request> all = m_env.service.requests();
+        for (const OrvWebService::Request &request : all) {
+            if (request.path == QLatin1String("/download/file") && request.queryValue(QStringLiteral("id")) == fileId)
+                return true;
+        }
+        return false;
+    }
+
     static QString packageRoot()
     {
         return QStandardPaths::writableLocation(QStandardPaths::AppDataLocation) + QStringLiteral("/CloudSpacePkg/");
@@ -700,6 +985,8 @@ private:
     }
 
     Environment m_env;
+    OrvWebService m_foreign;
+    QList<QUrl> m_browserUrls;
     FakeClassRoomMgr m_classroom;
     View m_shareView;
 };

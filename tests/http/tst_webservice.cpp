@@ -4,6 +4,8 @@
 #include <QElapsedTimer>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
 #include <QTcpSocket>
 #include <QtTest>
 
@@ -135,6 +137,30 @@ private Q_SLOTS:
         QCOMPARE(replaced.value(QStringLiteral("errno")).toInt(), 5);
         QCOMPARE(replaced.value(QStringLiteral("msg")).toString(), QStringLiteral("replaced"));
         QVERIFY(bodyOf(exchange(m_service.port(), get("/p"))).contains("\"get\""));
+    }
+
+    // The record of requests stays bounded by what they carried, not only by their number.
+    void recordShouldStayBoundedBySize()
+    {
+        QNetworkAccessManager nam;
+        const QByteArray body(1024 * 1024, 'b');
+        const int count = int(OrvWebService::MaxRecordedBytes / body.size()) + 8;
+        for (int i = 0; i < count; ++i) {
+            QNetworkRequest request(QUrl(m_service.baseUrl().toString() + QStringLiteral("/p?n=%1").arg(i)));
+            request.setHeader(QNetworkRequest::ContentTypeHeader, "application/octet-stream");
+            QNetworkReply *reply = nam.post(request, body);
+            QSignalSpy done(reply, &QNetworkReply::finished);
+            QVERIFY(reply->isFinished() || done.wait(10000));
+            reply->deleteLater();
+        }
+        const QVector<OrvWebService::Request> all = m_service.requests();
+        qint64 bytes = 0;
+        for (const OrvWebService::Request &request : all)
+            bytes += request.body.size();
+        QVERIFY2(bytes <= OrvWebService::MaxRecordedBytes, qPrintable(QString::number(bytes)));
+        QVERIFY(all.size() < count);
+        QCOMPARE(all.last().queryValue(QStringLiteral("n")), QString::number(count - 1));
+        QCOMPARE(all.last().body.size(), body.size());
     }
 
     void busyPortShouldRefuseToStart()

@@ -311,7 +311,7 @@ void CloudDiskWebView::refreshWebpage()
                                       .arg(m_view->url().toString())
                                       .arg(m_view->isLoadedFinished());
     if (m_view->isLoadedFinished() && !m_view->url().isEmpty())
-        m_view->webPage()->runJavaScript(QStringLiteral("refresh()"));
+        m_view->webPage()->runJavaScript(WebCallbackScript::pageFunction(QStringLiteral("refresh")));
     else
         reloadCloudDisk();
 }

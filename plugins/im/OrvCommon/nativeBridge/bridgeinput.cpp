@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "bridgeinput.h"
+#include "cloudpageaddress.h"
 #include "nativebridge_logging.h"
+#include "orvwebview.h"
 
 #include <QJsonDocument>
 
@@ -18,6 +20,27 @@ bool parse(const QString &text, QJsonDocument *doc)
     QJsonParseError error;
     *doc = QJsonDocument::fromJson(text.toUtf8(), &error);
     return error.error == QJsonParseError::NoError;
+}
+
+bool isAddressKey(const QString &key)
+{
+    const QString lower = key.toLower();
+    for (const char *end : {"url", "uri", "path", "src", "href", "link"}) {
+        if (lower.endsWith(QLatin1String(end)))
+            return true;
+    }
+    return false;
+}
+
+// What a file entry may name: a web address, or a page of the client by its path ("url" of exam
+// and homework entries).
+bool isEntryAddress(const QString &text)
+{
+    if (!BridgeInput::webAddress(text).isEmpty())
+        return true;
+    const QUrl url(text);
+    return url.isValid() && url.isRelative() && text.startsWith(QLatin1Char('/'))
+        && OrvWebView::isTrustedUrl(CloudPageAddress::join(text));
 }
 
 bool isWhole(double value)
@@ -158,4 +181,52 @@ bool BridgeInput::entryAt(const QString &fileInfos, int index, QJsonArray *files
         return false;
     *entry = files->at(index).toObject();
     return true;
+}
+
+QUrl BridgeInput::webAddress(const QString &text)
+{
+    if (text.isEmpty() || text.size() > MaxTextLength)
+        return {};
+    const QUrl url(text.trimmed(), QUrl::StrictMode);
+    const QString scheme = url.scheme().toLower();
+    if (!url.isValid() || (scheme != QLatin1String("http") && scheme != QLatin1String("https")) || url.host().isEmpty())
+        return {};
+    return url;
+}
+
+QStringList BridgeInput::webAddresses(const QStringList &texts, const char *caller)
+{
+    QStringList out;
+    for (const QString &text : texts) {
+        if (webAddress(text).isEmpty())
+            qCWarning(lcBridge).noquote() << caller << "drops an address that is no web address:" << excerpt(text);
+        else
+            out << text;
+    }
+    return out;
+}
+
+QJsonArray BridgeInput::webFileEntries(const QJsonArray &files, int *index, const char *caller)
+{
+    QJsonArray out;
+    int moved = -1;
+    for (int i = 0; i < files.size(); ++i) {
+        const QJsonObject entry = files.at(i).toObject();
+        bool keep = true;
+        for (auto it = entry.begin(); it != entry.end() && keep; ++it) {
+            if (!isAddressKey(it.key()) || !it.value().isString() || it.value().toString().isEmpty())
+                continue;
+            if (!isEntryAddress(it.value().toString())) {
+                qCWarning(lcBridge).noquote() << caller << "drops entry" << i << "for its" << it.key() << excerpt(it.value().toString());
+                keep = false;
+            }
+        }
+        if (!keep)
+            continue;
+        if (i == *index)
+            moved = out.size();
+        out.append(files.at(i));
+    }
+    *index = moved;
+    return out;
 }

@@ -5,6 +5,8 @@
 #include <QJsonObject>
 #include <QSize>
 #include <QString>
+#include <QStringList>
+#include <QUrl>
 
 /**
  * Reading what pages send. Pages are trusted to be ours, not to be right: arguments may be
@@ -37,6 +39,22 @@ public:
     /// The entry at index of a page's JSON array of files. False (logging "parse json error!" for
     /// a text that is no array) when there is no such entry; files gets the whole array.
     static bool entryAt(const QString &fileInfos, int index, QJsonArray *files, QJsonObject *entry);
+
+    /**
+     * Addresses pages name for the client's viewers, openers and browser: an absolute http(s)
+     * address with a host, else empty. Local paths, file:, smb:, javascript:, data: and the
+     * like never pass.
+     */
+    static QUrl webAddress(const QString &text);
+    /// The web addresses among texts, in order; the others are logged and left out.
+    static QStringList webAddresses(const QStringList &texts, const char *caller);
+    /**
+     * The entries of a page's file list whose addresses (members named ...url, ...path, ...src,
+     * ...href, ...uri, ...link) are web addresses or pages of the client's web service; the
+     * others are logged and left out. *index is moved to the same entry among those that stay,
+     * or set to -1 when that entry was left out.
+     */
+    static QJsonArray webFileEntries(const QJsonArray &files, int *index, const char *caller);
 
     /// A window size "W*H" as pages send it; 740 by 600 when it is missing or not understood.
     static QSize windowSize(const QString &text);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "bridgepreview.h"
 
+#include "bridgeinput.h"
 #include "extensionsystem.h"
 #include "ifileopener.h"
 #include "iimagepreviewservice.h"
@@ -67,7 +68,10 @@ void BridgePreview::viewFileList(const QString &files, int index)
         qCWarning(lcBridge) << "viewFileList: index" << index << "outside" << array.size() << "files";
         return;
     }
-    mgr->openFiles(array, index);
+    const QJsonArray web = BridgeInput::webFileEntries(array, &index, "viewFileList");
+    if (index < 0)
+        return;
+    mgr->openFiles(web, index);
 }
 
 void BridgePreview::imgsView(const QString &data)
@@ -94,7 +98,7 @@ void BridgePreview::imgsView(const QString &data)
             }
         }
     }
-    const QStringList urls = imageUrls(array);
+    const QStringList urls = BridgeInput::webAddresses(imageUrls(array), "imgsView");
     if (urls.isEmpty()) {
         qCWarning(lcBridge) << "imgsView: no pictures named";
         return;

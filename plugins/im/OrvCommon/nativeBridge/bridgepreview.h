@@ -6,7 +6,8 @@
 /**
  * Hands files and pictures a cloud page names to the client's native viewers, found in the
  * extension system (IFileOpener, IImagePreviewService). The text comes from the page: anything
- * that is not what is expected is logged and dropped.
+ * that is not what is expected is logged and dropped, and the viewers get web addresses only
+ * (BridgeInput::webAddress, webFileEntries).
  */
 class BridgePreview
 {

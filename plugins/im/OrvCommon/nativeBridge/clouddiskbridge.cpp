@@ -146,14 +146,18 @@ void CloudDiskBridge::openFiles(const QString &fileInfos, int currentIndex)
     }
     const int fileType = BridgeInput::integer(entry, QStringLiteral("fileType"));
     if (fileType != 1 && fileType != 2) {
+        int index = currentIndex;
+        const QJsonArray web = BridgeInput::webFileEntries(files, &index, "openFiles");
+        if (index < 0)
+            return;
         if (clouddiskInClassroom()) {
             IPptMgr *mgr = pptMgr();
             if (!mgr)
                 return;
             connect(mgr, &IPptMgr::hideCloudDisk, this, &CloudDiskBridge::hideCloudDisk, Qt::UniqueConnection);
-            mgr->openFiles(files, currentIndex);
+            mgr->openFiles(web, index);
         } else if (auto *opener = service<IFileOpener>(IFileOpener::ExtensionName)) {
-            opener->openFiles(files, currentIndex);
+            opener->openFiles(web, index);
         }
         return;
     }
@@ -203,6 +207,7 @@ void CloudDiskBridge::previewImages(const QString &urls)
         if (!text.isEmpty())
             addresses << text;
     }
+    addresses = BridgeInput::webAddresses(addresses, "previewImages");
     if (addresses.isEmpty())
         return;
     if (auto *preview = service<IImagePreviewService>(IImagePreviewService::ExtensionName))
@@ -213,6 +218,7 @@ void CloudDiskBridge::previewImages(const QString &urls)
 
 void CloudDiskBridge::downloadFilesWithCbk(const QString &fileInfos, const QString &cbKey)
 {
+    acceptCallbackKey(cbKey);
     download("CloudDiskBridge::downloadFilesWithCbk", fileInfos, cbKey, true);
 }
 
@@ -361,6 +367,7 @@ QString CloudDiskBridge::onBatchAnswer(const QJsonValue &data, const QString &cb
 
 void CloudDiskBridge::requestOrganizationFilesDownload(const QString &sid, const QString &fileIds, const QString &cbKey)
 {
+    acceptCallbackKey(cbKey);
     quint64 school = 0;
     if (!BridgeInput::toId(sid, &school) || school == 0 || !isIdList(fileIds)) {
         qCWarning(lcBridge) << "requestOrganizationFilesDownload: bad sid or fileIds" << BridgeInput::excerpt(sid)
@@ -449,6 +456,7 @@ void CloudDiskBridge::shareFiles(const QString &fileInfos)
 
 void CloudDiskBridge::shareFilesWithCbk(const QString &fileInfos, const QString &cbKey)
 {
+    acceptCallbackKey(cbKey);
     qCInfo(lcBridge) << "CloudDiskBridge::shareFilesWithCbk";
     QJsonArray files;
     if (!BridgeInput::parseArray(fileInfos, &files)) {
@@ -572,6 +580,7 @@ void CloudDiskBridge::setIsPopWeb(bool isPopWeb)
 
 void CloudDiskBridge::openSubWindow(const QString &requestData, const QString &cbKey)
 {
+    acceptCallbackKey(cbKey);
     if (m_fromType == FromClassroomNoAddFile) {
         qCInfo(lcBridge) << "CloudDiskBridge::openSubWindow refused: the classroom takes no added files";
         if (IPptMgr *mgr = pptMgr())
@@ -620,6 +629,7 @@ void CloudDiskBridge::initSubWindowBridge(WebSubWindow *window, const QJsonObjec
 
 void CloudDiskBridge::openUrlShareInClassroom(const QString &requestData, const QString &cbKey)
 {
+    acceptCallbackKey(cbKey);
     if (!clouddiskInClassroom()) {
         qCInfo(lcBridge) << "openUrlShareInClassroom outside a classroom ignored";
         return;
@@ -638,6 +648,7 @@ void CloudDiskBridge::openUrlShareInClassroom(const QString &requestData, const 
 
 void CloudDiskBridge::closeUrlShareInClassroom(const QString &cbKey)
 {
+    acceptCallbackKey(cbKey);
     if (!clouddiskInClassroom()) {
         qCInfo(lcBridge) << "closeUrlShareInClassroom outside a classroom ignored";
         return;
@@ -680,6 +691,7 @@ void CloudDiskBridge::linkView(const QString &url)
 
 void CloudDiskBridge::openSyncSubWindow(const QString &requestData, const QString &cbKey)
 {
+    acceptCallbackKey(cbKey);
     if (!clouddiskInClassroom()) {
         qCInfo(lcBridge) << "openSyncSubWindow outside a classroom ignored";
         return;
@@ -703,6 +715,7 @@ void CloudDiskBridge::openSyncSubWindow(const QString &requestData, const QStrin
 
 void CloudDiskBridge::closeSyncSubWindow(const QString &cbKey)
 {
+    acceptCallbackKey(cbKey);
     if (IPptMgr *mgr = pptMgr())
         mgr->closeSyncSubWindow(cbKey);
 }

@@ -49,7 +49,7 @@ QString CloudDownload::saveFileFilter(const QString &suffix)
 QUrl CloudDownload::resolveAddress(const QString &address)
 {
     const QString text = address.trimmed();
-    if (text.isEmpty())
+    if (text.isEmpty() || text.size() > MaxAddressLength)
         return QUrl();
     const QUrl url(text);
     if (!url.isValid())
@@ -61,10 +61,12 @@ QUrl CloudDownload::resolveAddress(const QString &address)
         // Paths are relative to the server's root folder.
         if (!server.path().endsWith(QLatin1Char('/')))
             server.setPath(server.path() + QLatin1Char('/'));
-        return server.resolved(url);
+        const QUrl resolved = server.resolved(url);
+        return resolved.toEncoded().size() > MaxAddressLength ? QUrl() : resolved;
     }
     const QString scheme = url.scheme().toLower();
-    if ((scheme == QLatin1String("http") || scheme == QLatin1String("https")) && !url.host().isEmpty())
+    if ((scheme == QLatin1String("http") || scheme == QLatin1String("https")) && !url.host().isEmpty()
+        && url.toEncoded().size() <= MaxAddressLength)
         return url;
     return QUrl();
 }

@@ -17,6 +17,9 @@ class CloudDownload
 public:
     /// Settings key of the folder last chosen.
     static constexpr const char *SaveAsPathKey = "saveAsPath";
+    /// Longer addresses are refused: no server takes them, and each would be kept by the
+    /// transfer queue's record of what it fetched.
+    static constexpr int MaxAddressLength = 16 * 1024;
 
     /// The remembered folder, or the user's download folder; created when missing.
     static QString saveAsFolder();
@@ -28,7 +31,8 @@ public:
     /**
      * The address to fetch for what a page or the web service gave: a relative address ("download/
      * file?id=1", "/download/...") is joined to the download server of the current server
-     * environment; an absolute http(s) address is kept; anything else is refused (empty).
+     * environment; an absolute http(s) address is kept; anything else, and anything longer than
+     * MaxAddressLength, is refused (empty).
      */
     static QUrl resolveAddress(const QString &address);
     /// The "n" query value when the address has one, else the last path segment.

@@ -12,7 +12,26 @@
 #include "webcallbackscript.h"
 #include "websubwindow.h"
 
+#include <QPointer>
 #include <QTimer>
+
+namespace {
+
+// Hub answers go to the one bridge whose page handed out the key: one connection per hub, not
+// one per bridge, so an answer runs once and only where it was asked for.
+void routeHubAnswers()
+{
+    static QPointer<ImSignalObject> connectedHub;
+    static QObject router;
+    ImSignalObject *hub = ImSignalObject::instance();
+    if (connectedHub == hub)
+        return;
+    connectedHub = hub;
+    QObject::connect(hub, &ImSignalObject::signalWebCallback, &router,
+                     [](const QString &cbKey, const QString &data) { OrvWebBridge::answerCallbackKey(cbKey, data); });
+}
+
+} // namespace
 
 ExamBaseBridge::ExamBaseBridge(OrvWebView *view, QObject *parent, WebSubWindowBridge::FromType fromType)
     : WebSubWindowBridge(view, parent, fromType)
@@ -23,8 +42,7 @@ ExamBaseBridge::ExamBaseBridge(OrvWebView *view, QObject *parent, WebSubWindowBr
     m_loadingTimer->setInterval(LoadingTimeoutMs);
     connect(m_loadingTimer, &QTimer::timeout, this, &ExamBaseBridge::loadingTimeOutSlot);
 
-    connect(ImSignalObject::instance(), &ImSignalObject::signalWebCallback, this,
-            [this](const QString &cbKey, const QString &data) { runJavaScript(WebCallbackScript::line(cbKey, data)); });
+    routeHubAnswers();
 }
 
 ExamBaseBridge::~ExamBaseBridge()
@@ -110,6 +128,7 @@ void ExamBaseBridge::linkView(const QString &url)
 
 void ExamBaseBridge::refreshExamList(const QString &cbKey)
 {
+    acceptCallbackKey(cbKey);
     runJavaScript(WebCallbackScript::line(cbKey));
 }
 

@@ -9,8 +9,10 @@ class WaitingSpinnerWidget;
 /**
  * Base of the exam, homework and cloud disk bridges: the loading indicator with its time-out,
  * links opened from the page, and child web windows whose pages get a plain bridge as
- * "cloudDisk". It also answers the page for other objects: ImSignalObject::signalWebCallback
- * runs "window.orvClientAPI.callback('<key>', '<data>')" in this bridge's page.
+ * "cloudDisk". It also answers pages for other objects: ImSignalObject::signalWebCallback(key,
+ * data) runs "window.orvClientAPI.callback('<key>', '<data>')" (escaped when the data needs it)
+ * once, in the page that handed out the key (OrvWebBridge::answerCallbackKey); an answer for a
+ * key no page handed out is dropped with a log line.
  */
 class ExamBaseBridge : public WebSubWindowBridge
 {
