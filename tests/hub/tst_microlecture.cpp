@@ -3,6 +3,7 @@
 #include "imsignalobject.h"
 #include "testvideo.h"
 
+#include "orvexternalmediamanager.h"
 #include "orvlang.h"
 #include "orvmediaerror.h"
 
@@ -28,6 +29,7 @@ private Q_SLOTS:
     void mergeWithoutClosingAnnouncesTheFile();
     void mergeOntoAPartKeepsTheResult();
     void failedMergeKeepsTheParts();
+    void otherMergesLeaveTheRecordingsParts();
     void coverFailureStillSavesTheDraft_data();
     void coverFailureStillSavesTheDraft();
 
@@ -190,6 +192,58 @@ void TestMicrolecture::failedMergeKeepsTheParts()
     hub()->mergeVideoFiles(parts, merged);
     QVERIFY(drafts.wait(kFlowTimeoutMs));
     QVERIFY(!drafts.first().at(7).value<QImage>().isNull());
+}
+
+void TestMicrolecture::otherMergesLeaveTheRecordingsParts()
+{
+    auto parts = makeParts(QStringLiteral("kept"));
+    QCOMPARE(parts.size(), size_t(2));
+    const QString damaged = file(QStringLiteral("kept-part2.mp4"));
+    QFile f(damaged);
+    QVERIFY(f.open(QIODevice::WriteOnly));
+    f.write("not a video either");
+    f.close();
+    parts.push_back(damaged);
+    const QString recording = file(QStringLiteral("kept.mp4"));
+    const auto allThere = [&parts] {
+        for (const QString &part : parts) {
+            if (!QFile::exists(part))
+                return false;
+        }
+        return true;
+    };
+
+    QSignalSpy errors(hub(), &ImSignalObject::signalMergeVideoError);
+    QSignalSpy announced(hub(), &ImSignalObject::signalMergeVideoFileFinish);
+    QSignalSpy drafts(hub(), &ImSignalObject::saveDraft);
+    hub()->setMicrolectureCache(36, 6, QStringLiteral("Algebra"), recording, QString(), 5, parts);
+    hub()->mergeVideoFiles(parts, recording);
+    QTRY_COMPARE_WITH_TIMEOUT(errors.size(), 1, kFlowTimeoutMs);
+    QVERIFY(allThere());
+
+    // Unrelated merges finish: straight through the media manager, through the hub, and one of
+    // other parts into the recording's own file. None of them is the recording's merge.
+    const auto other = makeParts(QStringLiteral("other"));
+    QCOMPARE(other.size(), size_t(2));
+    OrvExternalMediaManager::instance()->mergeVideoFiles(other, file(QStringLiteral("other-a.mp4")));
+    QTRY_COMPARE_WITH_TIMEOUT(announced.size(), 1, kFlowTimeoutMs);
+    hub()->mergeVideoFiles(other, file(QStringLiteral("other-b.mp4")));
+    QTRY_COMPARE_WITH_TIMEOUT(announced.size(), 2, kFlowTimeoutMs);
+    hub()->mergeVideoFiles(other, recording);
+    QTRY_COMPARE_WITH_TIMEOUT(announced.size(), 3, kFlowTimeoutMs);
+    QVERIFY(allThere());
+    for (const QString &part : other)
+        QVERIFY(QFile::exists(part));
+
+    // The recording's own merge, once the damaged part is dropped, still ends as its draft.
+    parts.pop_back();
+    hub()->setMicrolectureCache(36, 6, QStringLiteral("Algebra"), recording, QString(), 5, parts);
+    hub()->setIsCloseClassroom(true);
+    hub()->mergeVideoFiles(parts, recording);
+    QTRY_COMPARE_WITH_TIMEOUT(drafts.size(), 1, kFlowTimeoutMs);
+    for (const QString &part : parts)
+        QVERIFY(!QFile::exists(part));
+    QVERIFY(QFile::exists(damaged));
 }
 
 void TestMicrolecture::coverFailureStillSavesTheDraft_data()
