@@ -47,7 +47,7 @@ int main(int argc, char **argv)
     }
 
     OrvLang::loadTable(QStringLiteral(":/demo/lang/en.json"));
-    OrvSettings::instance()->setFileName(QDir::temp().filePath(QStringLiteral("orv-demo-settings.ini")));
+    OrvSettings::instance()->setFileName(QDir::temp().filePath(QStringLiteral("orv-demo-settings.json")));
 
     WorldLoader loader;
     if (!loader.loadFile(parser.value(worldOption))) {
