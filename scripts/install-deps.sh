@@ -7,7 +7,7 @@ PACKAGES=(
     qtbase5-dev qtbase5-dev-tools qttools5-dev-tools libqt5svg5-dev
     qtwebengine5-dev libqt5webchannel5-dev
     libavformat-dev libavcodec-dev libavutil-dev libswscale-dev libswresample-dev
-    libqrencode-dev libzxing-dev libcpp-httplib-dev
+    libqrencode-dev libzxing-dev libcpp-httplib-dev libcurl4-openssl-dev
     xvfb xauth fonts-noto-cjk fonts-dejavu-core
 )
 
