@@ -236,7 +236,7 @@ private Q_SLOTS:
         // The trusted page itself sends the view elsewhere.
         QSignalSpy loaded(&view, &QWebEngineView::loadFinished);
         eval(view.page(), QStringLiteral("location.href = %1").arg(jsString(foreignPage(QStringLiteral("/t/recorder.html")).toString())));
-        QVERIFY(loaded.wait(10000));
+        QTRY_VERIFY_WITH_TIMEOUT(loaded.count() >= 1, 10000);
         QCOMPARE(view.url().port(), int(m_foreign.port()));
         QVERIFY(!view.isBridgeAttached());
         QCOMPARE(eval(view.page(), QStringLiteral("typeof window.echoBridge")).toString(), QStringLiteral("undefined"));
@@ -281,17 +281,17 @@ private Q_SLOTS:
         view.registerObject(&bridge, QStringLiteral("echoBridge"));
         QSignalSpy spy(&view, &QWebEngineView::loadFinished);
         view.setHtml(QString::fromUtf8(RecorderPage), page(QStringLiteral("/t/inline.html")));
-        QVERIFY(spy.wait(10000));
+        QTRY_VERIFY_WITH_TIMEOUT(spy.count() >= 1, 10000);
         QVERIFY(view.isBridgeAttached());
         QVERIFY(waitFor(view.page(), QStringLiteral("!!(window.echoBridge && window.echoBridge.echo)")));
 
         view.setHtml(QString::fromUtf8(RecorderPage), foreignPage(QStringLiteral("/t/inline.html")));
-        QVERIFY(spy.wait(10000));
+        QTRY_VERIFY_WITH_TIMEOUT(spy.count() >= 2, 10000);
         QVERIFY(!view.isBridgeAttached());
         QCOMPARE(eval(view.page(), QStringLiteral("typeof window.echoBridge")).toString(), QStringLiteral("undefined"));
 
         view.setHtml(QString::fromUtf8(RecorderPage));
-        QVERIFY(spy.wait(10000));
+        QTRY_VERIFY_WITH_TIMEOUT(spy.count() >= 3, 10000);
         QVERIFY(!view.isBridgeAttached());
     }
 

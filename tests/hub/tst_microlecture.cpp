@@ -89,7 +89,7 @@ void TestMicrolecture::recordingBecomesADraft()
     hub()->setIsCloseClassroom(true);
     hub()->mergeVideoFiles(parts, merged);
 
-    QVERIFY(drafts.wait(kFlowTimeoutMs));
+    QTRY_VERIFY_WITH_TIMEOUT(drafts.count() >= 1, kFlowTimeoutMs);
     QCOMPARE(drafts.size(), 1);
     QCOMPARE(announced.size(), 0);
     for (const QString &part : parts)
@@ -119,7 +119,7 @@ void TestMicrolecture::recordingBecomesADraft()
     const auto more = makeParts(QStringLiteral("again"));
     const QString mergedAgain = file(QStringLiteral("again.mp4"));
     hub()->mergeVideoFiles(more, mergedAgain);
-    QVERIFY(announced.wait(kFlowTimeoutMs));
+    QTRY_VERIFY_WITH_TIMEOUT(announced.count() >= 1, kFlowTimeoutMs);
     QCOMPARE(announced.first().first().toString(), mergedAgain);
     QCOMPARE(drafts.size(), 1);
 }
@@ -134,7 +134,7 @@ void TestMicrolecture::mergeWithoutClosingAnnouncesTheFile()
     QSignalSpy drafts(hub(), &ImSignalObject::saveDraft);
     QSignalSpy announced(hub(), &ImSignalObject::signalMergeVideoFileFinish);
     hub()->mergeVideoFiles(parts, merged);
-    QVERIFY(announced.wait(kFlowTimeoutMs));
+    QTRY_VERIFY_WITH_TIMEOUT(announced.count() >= 1, kFlowTimeoutMs);
     QCOMPARE(announced.first().first().toString(), merged);
     for (const QString &part : parts)
         QVERIFY(!QFile::exists(part));
@@ -152,7 +152,7 @@ void TestMicrolecture::mergeOntoAPartKeepsTheResult()
     QSignalSpy announced(hub(), &ImSignalObject::signalMergeVideoFileFinish);
     QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("merge destination, kept")));
     hub()->mergeVideoFiles(parts, parts[0]);
-    QVERIFY(announced.wait(kFlowTimeoutMs));
+    QTRY_VERIFY_WITH_TIMEOUT(announced.count() >= 1, kFlowTimeoutMs);
     QVERIFY(QFile::exists(parts[0]));
     QVERIFY(!QFile::exists(parts[1]));
     QVERIFY(hub()->openVideo(parts[0]));
@@ -178,7 +178,7 @@ void TestMicrolecture::failedMergeKeepsTheParts()
     hub()->setIsCloseClassroom(true);
     hub()->mergeVideoFiles(parts, merged);
 
-    QVERIFY(errors.wait(kFlowTimeoutMs));
+    QTRY_VERIFY_WITH_TIMEOUT(errors.count() >= 1, kFlowTimeoutMs);
     QCOMPARE(errors.first().first().toInt(), int(OrvMedia::OpenInputFailed));
     for (const QString &part : parts)
         QVERIFY2(QFile::exists(part), qPrintable(part));
@@ -190,7 +190,7 @@ void TestMicrolecture::failedMergeKeepsTheParts()
     parts.pop_back();
     hub()->setMicrolectureCache(33, 6, QStringLiteral("Algebra"), merged, QString(), 5, parts);
     hub()->mergeVideoFiles(parts, merged);
-    QVERIFY(drafts.wait(kFlowTimeoutMs));
+    QTRY_VERIFY_WITH_TIMEOUT(drafts.count() >= 1, kFlowTimeoutMs);
     QVERIFY(!drafts.first().at(7).value<QImage>().isNull());
 }
 
@@ -277,7 +277,7 @@ void TestMicrolecture::coverFailureStillSavesTheDraft()
     QSignalSpy drafts(hub(), &ImSignalObject::saveDraft);
     QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("extract frame failed")));
     hub()->setPlayerFile(video);
-    QVERIFY(drafts.size() == 1 || drafts.wait(kFlowTimeoutMs));
+    QTRY_VERIFY_WITH_TIMEOUT(drafts.size() >= 1, kFlowTimeoutMs);
     QTest::qWait(100);
     QCOMPARE(drafts.size(), 1);
     const QList<QVariant> args = drafts.first();
