@@ -302,6 +302,10 @@ QStringList absolutePaths(const std::vector<QString> &paths)
 void ImSignalObject::mergeVideoFiles(const std::vector<QString> &parts, QString dst)
 {
     m_pendingMerges.append({absolutePaths(parts), absolutePath(dst), false});
+    // Failed merges are never told apart, so their entries stay; forgetting the oldest only
+    // ever keeps parts that could have been deleted.
+    while (m_pendingMerges.size() > 64)
+        m_pendingMerges.removeFirst();
     OrvExternalMediaManager::instance()->mergeVideoFiles(parts, std::move(dst));
 }
 
