@@ -300,7 +300,7 @@ private Q_SLOTS:
         OrvWebView view;
         auto *bridge = new EchoBridge(&view);
         view.registerObject(bridge, QStringLiteral("echoBridge"));
-        auto *other = new EchoBridge(&view);
+        auto *other = new EchoBridge(&view, &view);
         view.registerObject(other, QStringLiteral("other"));
         QCOMPARE(view.registeredNames(), (QStringList{QStringLiteral("echoBridge"), QStringLiteral("other")}));
         delete bridge;
