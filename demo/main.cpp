@@ -48,7 +48,7 @@ int main(int argc, char **argv)
     }
 
     OrvLang::loadTable(QStringLiteral(":/demo/lang/en.json"));
-    OrvSettings::instance()->setFileName(QDir::temp().filePath(QStringLiteral("orv-demo-settings.ini")));
+    OrvSettings::instance()->setFileName(QDir::temp().filePath(QStringLiteral("orv-demo-settings.json")));
 
     WorldLoader loader;
     const bool large = parser.value(worldOption) == QLatin1String("large");

@@ -7,9 +7,8 @@ PACKAGES=(
     qtbase5-dev qtbase5-dev-tools qttools5-dev-tools libqt5svg5-dev
     qtwebengine5-dev libqt5webchannel5-dev
     libavformat-dev libavcodec-dev libavutil-dev libswscale-dev libswresample-dev
-    libqrencode-dev libzxing-dev libcpp-httplib-dev libjpeg62-turbo-dev
-    qt5-image-formats-plugins kimageformat-plugins zlib1g-dev dbus-daemon
-    libqrencode-dev libzxing-dev libcpp-httplib-dev libicu-dev
+    libqrencode-dev libzxing-dev libcpp-httplib-dev libjpeg62-turbo-dev libicu-dev libcurl4-openssl-dev
+    qt5-image-formats-plugins kimageformat-plugins zlib1g-dev
     xvfb xauth fonts-noto-cjk fonts-dejavu-core
     libqt5x11extras5-dev libxcb-ewmh-dev libxcb-icccm4-dev libxcb-randr0-dev
     xserver-xephyr openbox dbus-daemon

@@ -1,28 +1,31 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #pragma once
 
-#include <QHash>
-#include <QList>
 #include <QObject>
-#include <QSet>
+#include <QString>
 #include <QUrl>
 #include <memory>
 
-class QNetworkAccessManager;
 class OrvTransferQueuePrivate;
 
 /**
  * The client's download queue: each transfer fetches one address into one file, a few at a time,
- * in the order queued.
+ * in the order queued. HTTP runs on libcurl, driven by the Qt event loop of the queue's thread.
  *
  * Only addresses on the allow-list are fetched (allowUrl() for one address, allowOrigin() for a
  * whole server); a redirect must lead to an allowed address too. File names are reduced to plain
  * names (OrvFileNames::plainFileName), so a name like "../../x" lands as "x" inside the chosen
- * folder. A file is written through QSaveFile: until the transfer succeeds nothing appears under
- * the final name, and a failed transfer leaves nothing behind.
+ * folder.
+ *
+ * A transfer writes to a hidden temporary file beside its target. Only a complete body (as long
+ * as its Content-Length says, or a chunked body whose framing is intact up to its last chunk) of
+ * a successful answer is moved into place; anything else fails and leaves nothing behind. A
+ * transfer that receives nothing for stallTimeout() ms fails with an error that says it stalled.
  *
  * An existing file is replaced only with Conflict::Replace, meant for a path the user picked in a
- * save dialog that asked first; otherwise the transfer takes a free name "name(1).ext", ....
+ * save dialog that asked first; otherwise the transfer takes a free name "name(1).ext", ...,
+ * also when a file of that name appears while it runs. A path another transfer targets is never
+ * free: two transfers never write the same file, and freeFilePath() never offers it.
  *
  * Used on the GUI thread.
  */
@@ -43,7 +46,7 @@ public:
     {
         int id = 0;
         QUrl url;
-        QString filePath; ///< where it is (or will be) written; may change for KeepBoth until it starts
+        QString filePath; ///< where it is (or will be) written; may change for KeepBoth until it ends
         State state = State::Queued;
         qint64 received = 0;
         qint64 total = -1; ///< -1 while unknown
@@ -61,10 +64,6 @@ public:
     explicit OrvTransferQueue(QObject *parent = nullptr);
     ~OrvTransferQueue() override;
 
-    /// Shares another manager (not owned); by default the queue has its own.
-    void setNetworkAccessManager(QNetworkAccessManager *manager);
-    QNetworkAccessManager *networkAccessManager() const;
-
     void setMaxActive(int count);
     int maxActive() const;
     void setStallTimeout(int ms);
@@ -78,10 +77,19 @@ public:
     bool isAllowed(const QUrl &url) const;
 
     /**
+     * The first free path for fileName (made plain) in folder: nothing exists there and no
+     * pending transfer targets it. What a save dialog should offer. Empty when no name is left.
+     */
+    QString freeFilePath(const QString &folder, const QString &fileName) const;
+    /// True while a queued or running transfer is to write path.
+    bool isTargeted(const QString &path) const;
+
+    /**
      * Queues url into folder (created when missing) under fileName made plain; an empty or
      * unusable name falls back to the last segment of the address, then to "download".
      * Returns the transfer's id, or 0 (and a log line) when the address is not allowed, is
-     * not http(s) or no free name is left.
+     * not http(s) or no free name is left. Replace applies only to a file that exists now: a
+     * file appearing later was not what the user agreed to replace.
      */
     int enqueue(const QUrl &url, const QString &folder, const QString &fileName,
                 Conflict conflict = Conflict::KeepBoth);

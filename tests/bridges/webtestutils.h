@@ -68,7 +68,7 @@ inline bool load(QWebEngineView *view, const QUrl &url, int timeoutMs = 15000)
 {
     QSignalSpy spy(view, &QWebEngineView::loadFinished);
     view->load(url);
-    if (!spy.wait(timeoutMs))
+    if (!QTest::qWaitFor([&spy] { return spy.count() >= 1; }, timeoutMs))
         return false;
     return spy.last().at(0).toBool();
 }

@@ -241,9 +241,8 @@ private:
 
     Answer finish(QNetworkReply *reply)
     {
-        QSignalSpy done(reply, &QNetworkReply::finished);
-        if (!reply->isFinished())
-            done.wait(10000);
+        if (!QTest::qWaitFor([reply] { return reply->isFinished(); }, 10000))
+            qWarning("no answer within 10 s");
         Answer answer;
         answer.status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
         answer.body = reply->readAll();

@@ -392,7 +392,7 @@ private Q_SLOTS:
         m_env.service.setFault(QStringLiteral("/client/cloud/cs/im"), OrvWebService::Fault::Status500);
         View view(new CloudDiskWebView(WebSubWindowBridge::FromIm));
         QSignalSpy finished(view->webView(), &QWebEngineView::loadFinished);
-        QVERIFY(finished.wait(15000));
+        QTRY_VERIFY_WITH_TIMEOUT(finished.count() >= 1, 15000);
         m_env.service.clearFaults();
         QVERIFY(!view->webView()->isLoadedFinished());
 

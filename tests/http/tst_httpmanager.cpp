@@ -27,7 +27,7 @@ void await(OrvHttpReply *reply, Outcome *out)
     QVERIFY(reply);
     QPointer<OrvHttpReply> guard(reply);
     QSignalSpy spy(reply, &OrvHttpReply::finished);
-    QVERIFY(spy.wait(10000));
+    QTRY_VERIFY_WITH_TIMEOUT(spy.count() >= 1, 10000);
     QTRY_VERIFY(guard.isNull());
     QCOMPARE(spy.count(), 1);
     const QList<QVariant> args = spy.takeFirst();

@@ -80,7 +80,7 @@ private:
 void TestImSignalObject::initTestCase()
 {
     QVERIFY(m_dir.isValid());
-    OrvSettings::instance()->setFileName(m_dir.filePath(QStringLiteral("settings.ini")));
+    OrvSettings::instance()->setFileName(m_dir.filePath(QStringLiteral("settings.json")));
 }
 
 void TestImSignalObject::init()
@@ -191,7 +191,7 @@ void TestImSignalObject::guidanceLivesInTheUserSettings()
 
     // Another user signs in: their settings get their own entries only, and back again.
     const QString first = OrvSettings::instance()->fileName();
-    OrvSettings::instance()->setFileName(m_dir.filePath(QStringLiteral("other-user.ini")));
+    OrvSettings::instance()->setFileName(m_dir.filePath(QStringLiteral("other-user.json")));
     hub()->saveUserGuidanceClusterInfo(7, QStringLiteral("seven"));
     QCOMPARE(storedGuidance().size(), 1);
     QVERIFY(!hub()->loadUserGuidanceClusterInfo(5, welcomes));
@@ -333,7 +333,7 @@ void TestImSignalObject::mediaForwards()
     // The media manager's answer comes back through the hub's own signal.
     QSignalSpy frames(hub(), &ImSignalObject::getFrameImageFinished);
     hub()->getFrameImage(1.5);
-    QVERIFY(frames.wait(5000));
+    QTRY_VERIFY_WITH_TIMEOUT(frames.count() >= 1, 5000);
     QVERIFY(frames.first().at(0).value<QImage>().isNull());
     QCOMPARE(frames.first().at(1).toDouble(), 1.5);
     QCOMPARE(frames.first().at(2).toDouble(), -1.0);

@@ -3,6 +3,7 @@
 #include "imsignalobject.h"
 #include "testvideo.h"
 
+#include "orvexternalmediamanager.h"
 #include "orvlang.h"
 #include "orvmediaerror.h"
 
@@ -28,6 +29,7 @@ private Q_SLOTS:
     void mergeWithoutClosingAnnouncesTheFile();
     void mergeOntoAPartKeepsTheResult();
     void failedMergeKeepsTheParts();
+    void otherMergesLeaveTheRecordingsParts();
     void coverFailureStillSavesTheDraft_data();
     void coverFailureStillSavesTheDraft();
 
@@ -87,7 +89,7 @@ void TestMicrolecture::recordingBecomesADraft()
     hub()->setIsCloseClassroom(true);
     hub()->mergeVideoFiles(parts, merged);
 
-    QVERIFY(drafts.wait(kFlowTimeoutMs));
+    QTRY_VERIFY_WITH_TIMEOUT(drafts.count() >= 1, kFlowTimeoutMs);
     QCOMPARE(drafts.size(), 1);
     QCOMPARE(announced.size(), 0);
     for (const QString &part : parts)
@@ -117,7 +119,7 @@ void TestMicrolecture::recordingBecomesADraft()
     const auto more = makeParts(QStringLiteral("again"));
     const QString mergedAgain = file(QStringLiteral("again.mp4"));
     hub()->mergeVideoFiles(more, mergedAgain);
-    QVERIFY(announced.wait(kFlowTimeoutMs));
+    QTRY_VERIFY_WITH_TIMEOUT(announced.count() >= 1, kFlowTimeoutMs);
     QCOMPARE(announced.first().first().toString(), mergedAgain);
     QCOMPARE(drafts.size(), 1);
 }
@@ -132,7 +134,7 @@ void TestMicrolecture::mergeWithoutClosingAnnouncesTheFile()
     QSignalSpy drafts(hub(), &ImSignalObject::saveDraft);
     QSignalSpy announced(hub(), &ImSignalObject::signalMergeVideoFileFinish);
     hub()->mergeVideoFiles(parts, merged);
-    QVERIFY(announced.wait(kFlowTimeoutMs));
+    QTRY_VERIFY_WITH_TIMEOUT(announced.count() >= 1, kFlowTimeoutMs);
     QCOMPARE(announced.first().first().toString(), merged);
     for (const QString &part : parts)
         QVERIFY(!QFile::exists(part));
@@ -150,7 +152,7 @@ void TestMicrolecture::mergeOntoAPartKeepsTheResult()
     QSignalSpy announced(hub(), &ImSignalObject::signalMergeVideoFileFinish);
     QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("merge destination, kept")));
     hub()->mergeVideoFiles(parts, parts[0]);
-    QVERIFY(announced.wait(kFlowTimeoutMs));
+    QTRY_VERIFY_WITH_TIMEOUT(announced.count() >= 1, kFlowTimeoutMs);
     QVERIFY(QFile::exists(parts[0]));
     QVERIFY(!QFile::exists(parts[1]));
     QVERIFY(hub()->openVideo(parts[0]));
@@ -176,7 +178,7 @@ void TestMicrolecture::failedMergeKeepsTheParts()
     hub()->setIsCloseClassroom(true);
     hub()->mergeVideoFiles(parts, merged);
 
-    QVERIFY(errors.wait(kFlowTimeoutMs));
+    QTRY_VERIFY_WITH_TIMEOUT(errors.count() >= 1, kFlowTimeoutMs);
     QCOMPARE(errors.first().first().toInt(), int(OrvMedia::OpenInputFailed));
     for (const QString &part : parts)
         QVERIFY2(QFile::exists(part), qPrintable(part));
@@ -188,8 +190,60 @@ void TestMicrolecture::failedMergeKeepsTheParts()
     parts.pop_back();
     hub()->setMicrolectureCache(33, 6, QStringLiteral("Algebra"), merged, QString(), 5, parts);
     hub()->mergeVideoFiles(parts, merged);
-    QVERIFY(drafts.wait(kFlowTimeoutMs));
+    QTRY_VERIFY_WITH_TIMEOUT(drafts.count() >= 1, kFlowTimeoutMs);
     QVERIFY(!drafts.first().at(7).value<QImage>().isNull());
+}
+
+void TestMicrolecture::otherMergesLeaveTheRecordingsParts()
+{
+    auto parts = makeParts(QStringLiteral("kept"));
+    QCOMPARE(parts.size(), size_t(2));
+    const QString damaged = file(QStringLiteral("kept-part2.mp4"));
+    QFile f(damaged);
+    QVERIFY(f.open(QIODevice::WriteOnly));
+    f.write("not a video either");
+    f.close();
+    parts.push_back(damaged);
+    const QString recording = file(QStringLiteral("kept.mp4"));
+    const auto allThere = [&parts] {
+        for (const QString &part : parts) {
+            if (!QFile::exists(part))
+                return false;
+        }
+        return true;
+    };
+
+    QSignalSpy errors(hub(), &ImSignalObject::signalMergeVideoError);
+    QSignalSpy announced(hub(), &ImSignalObject::signalMergeVideoFileFinish);
+    QSignalSpy drafts(hub(), &ImSignalObject::saveDraft);
+    hub()->setMicrolectureCache(36, 6, QStringLiteral("Algebra"), recording, QString(), 5, parts);
+    hub()->mergeVideoFiles(parts, recording);
+    QTRY_COMPARE_WITH_TIMEOUT(errors.size(), 1, kFlowTimeoutMs);
+    QVERIFY(allThere());
+
+    // Unrelated merges finish: straight through the media manager, through the hub, and one of
+    // other parts into the recording's own file. None of them is the recording's merge.
+    const auto other = makeParts(QStringLiteral("other"));
+    QCOMPARE(other.size(), size_t(2));
+    OrvExternalMediaManager::instance()->mergeVideoFiles(other, file(QStringLiteral("other-a.mp4")));
+    QTRY_COMPARE_WITH_TIMEOUT(announced.size(), 1, kFlowTimeoutMs);
+    hub()->mergeVideoFiles(other, file(QStringLiteral("other-b.mp4")));
+    QTRY_COMPARE_WITH_TIMEOUT(announced.size(), 2, kFlowTimeoutMs);
+    hub()->mergeVideoFiles(other, recording);
+    QTRY_COMPARE_WITH_TIMEOUT(announced.size(), 3, kFlowTimeoutMs);
+    QVERIFY(allThere());
+    for (const QString &part : other)
+        QVERIFY(QFile::exists(part));
+
+    // The recording's own merge, once the damaged part is dropped, still ends as its draft.
+    parts.pop_back();
+    hub()->setMicrolectureCache(36, 6, QStringLiteral("Algebra"), recording, QString(), 5, parts);
+    hub()->setIsCloseClassroom(true);
+    hub()->mergeVideoFiles(parts, recording);
+    QTRY_COMPARE_WITH_TIMEOUT(drafts.size(), 1, kFlowTimeoutMs);
+    for (const QString &part : parts)
+        QVERIFY(!QFile::exists(part));
+    QVERIFY(QFile::exists(damaged));
 }
 
 void TestMicrolecture::coverFailureStillSavesTheDraft_data()
@@ -223,7 +277,7 @@ void TestMicrolecture::coverFailureStillSavesTheDraft()
     QSignalSpy drafts(hub(), &ImSignalObject::saveDraft);
     QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("extract frame failed")));
     hub()->setPlayerFile(video);
-    QVERIFY(drafts.size() == 1 || drafts.wait(kFlowTimeoutMs));
+    QTRY_VERIFY_WITH_TIMEOUT(drafts.size() >= 1, kFlowTimeoutMs);
     QTest::qWait(100);
     QCOMPARE(drafts.size(), 1);
     const QList<QVariant> args = drafts.first();

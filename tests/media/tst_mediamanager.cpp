@@ -122,7 +122,7 @@ QColor TestMediaManager::colourAt(const QString &path, double seconds)
         return {};
     QSignalSpy spy(manager, &OrvExternalMediaManager::getFrameImageFinished);
     manager->getFrameImage(seconds);
-    if (!spy.wait(kJobTimeoutMs) || spy.count() != 1)
+    if (!QTest::qWaitFor([&spy] { return spy.count() >= 1; }, kJobTimeoutMs) || spy.count() != 1)
         return {};
     return centreColour(spy.at(0).at(0).value<QImage>());
 }

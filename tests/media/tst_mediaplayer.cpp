@@ -63,7 +63,7 @@ void TestMediaPlayer::loadReportsDuration()
     QVERIFY(player.load());
     QCOMPARE(loaded.count(), 0); // opened in the background
 
-    QVERIFY(loaded.wait(kLoadTimeoutMs));
+    QTRY_VERIFY_WITH_TIMEOUT(loaded.count() >= 1, kLoadTimeoutMs);
     QCOMPARE(failed.count(), 0);
     QVERIFY(player.isLoaded());
     QVERIFY(qAbs(player.durationF() - 2.0) < 0.03);
@@ -83,7 +83,7 @@ void TestMediaPlayer::playAdvancesAndShowsPictures()
     QSignalSpy positions(&player, &OrvAVPlayer::positionChanged);
     player.setFile(file(QStringLiteral("four.mp4")));
     player.load();
-    QVERIFY(loaded.wait(kLoadTimeoutMs));
+    QTRY_VERIFY_WITH_TIMEOUT(loaded.count() >= 1, kLoadTimeoutMs);
 
     player.start();
     QCOMPARE(started.count(), 1);
@@ -104,7 +104,7 @@ void TestMediaPlayer::pauseSeekAndStop()
     QSignalSpy frames(&player, &OrvAVPlayer::frameAvailable);
     player.setFile(file(QStringLiteral("four.mp4")));
     player.load();
-    QVERIFY(loaded.wait(kLoadTimeoutMs));
+    QTRY_VERIFY_WITH_TIMEOUT(loaded.count() >= 1, kLoadTimeoutMs);
 
     player.setPosition(2500); // seeking while stopped only moves the position
     QCOMPARE(player.position(), qint64(2500));
@@ -144,11 +144,11 @@ void TestMediaPlayer::playsToTheEnd()
     QSignalSpy frames(&player, &OrvAVPlayer::frameAvailable);
     player.setFile(file(QStringLiteral("two.mp4")));
     player.load();
-    QVERIFY(loaded.wait(kLoadTimeoutMs));
+    QTRY_VERIFY_WITH_TIMEOUT(loaded.count() >= 1, kLoadTimeoutMs);
     player.setPosition(1500);
     player.play();
 
-    QVERIFY(stopped.wait(5000));
+    QTRY_VERIFY_WITH_TIMEOUT(stopped.count() >= 1, 5000);
     QCOMPARE(player.state(), OrvAVPlayer::StoppedState);
     QVERIFY(!frames.isEmpty());
     QVERIFY(sameColour(centreColour(frames.last().at(0).value<QImage>()), Qt::green, m_palette));
@@ -163,7 +163,7 @@ void TestMediaPlayer::playBeforeLoadWaitsForLoad()
     player.play(file(QStringLiteral("two.mp4")));
     QCOMPARE(started.count(), 0);
 
-    QVERIFY(started.wait(kLoadTimeoutMs));
+    QTRY_VERIFY_WITH_TIMEOUT(started.count() >= 1, kLoadTimeoutMs);
     QCOMPARE(loaded.count(), 1);
     QVERIFY(player.isPlaying());
 
@@ -195,7 +195,7 @@ void TestMediaPlayer::badFilesGiveErrors()
 
     player.play(file(name));
 
-    QVERIFY(failed.wait(kLoadTimeoutMs));
+    QTRY_VERIFY_WITH_TIMEOUT(failed.count() >= 1, kLoadTimeoutMs);
     QVERIFY(failed.at(0).at(0).toString().contains(name));
     QCOMPARE(loaded.count(), 0);
     QCOMPARE(started.count(), 0);

@@ -22,7 +22,7 @@ struct PopupsFixture
     void setUp()
     {
         tearDown();
-        OrvSettings::instance()->setFileName(dir.filePath(QStringLiteral("settings.ini")));
+        OrvSettings::instance()->setFileName(dir.filePath(QStringLiteral("settings.json")));
         OrvSettings::instance()->remove(QStringLiteral("UpgradeNoMoreReminders"));
         OrvSettings::instance()->remove(QStringLiteral("NOT_AUTH_SCHOOL_NOTICE"));
     }

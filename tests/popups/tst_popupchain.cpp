@@ -27,6 +27,7 @@ private Q_SLOTS:
     void undecidedItemBlocksLowerLevels();
     void forcedUpgradeDropsLowerPopups();
     void sameLevelWaitsForItsTurn();
+    void closedPopupsComeBackOnlyWhenActivatedAgain();
     void forcedUpgradeIgnoredBeforeSignIn();
     void avatarWaitsForTheWeakPasswordReminder();
     void avatarPromptWithoutWeakPassword_data();
@@ -184,16 +185,57 @@ void TestPopupChain::sameLevelWaitsForItsTurn()
     item(PopupsSrategyAuthNormal)->popupClosed();
     QCOMPARE(m_doits, (QList<int>{PopupsSrategyAuthNormal, PopupsSrategyOps}));
 
+    // The reminder decides while the operations notice is on screen: it waits, although it
+    // comes first in the list.
     receiveUserInfo(QStringLiteral("Ann"));
-    QTRY_COMPARE(m_doits.size(), 3);
-    QCOMPARE(m_doits.last(), int(PopupsSrategyWeakupPasswd));
-    // The operations notice, after the reminder in the list, is still wanted and comes back.
-    QVERIFY(item(PopupsSrategyOps)->isActiced());
-    Q_EMIT ImSignalObject::instance()->signalWeakPasswdClosed();
-    QCOMPARE(m_doits.size(), 3); // its doit was already emitted for this activation
+    QTRY_VERIFY(item(PopupsSrategyWeakupPasswd)->hasTriggered());
+    QVERIFY(item(PopupsSrategyWeakupPasswd)->isActiced());
+    QCOMPARE(m_doits, (QList<int>{PopupsSrategyAuthNormal, PopupsSrategyOps}));
+    item(PopupsSrategyOps)->popupClosed();
+    QCOMPARE(m_doits, (QList<int>{PopupsSrategyAuthNormal, PopupsSrategyOps, PopupsSrategyWeakupPasswd}));
+
+    // A new maintenance notice while the reminder shows waits for it in turn.
     NoticeEngine::instance()->notifyServerInMaintenance(QStringLiteral("Tomorrow"), false);
+    QCOMPARE(m_doits.size(), 3);
+    Q_EMIT ImSignalObject::instance()->signalWeakPasswdClosed();
     QCOMPARE(m_doits.size(), 4);
     QCOMPARE(m_doits.last(), int(PopupsSrategyOps));
+}
+
+void TestPopupChain::closedPopupsComeBackOnlyWhenActivatedAgain()
+{
+    auto *activities = PopupActivityManager::instance();
+    NoticeEngine::instance()->completeSysMsgSync();
+    activities->trigger(true);
+    CoreEngine::instance()->setWebData(QStringLiteral("{}"));
+    QCOMPARE(m_doits, QList<int>{PopupsSrategyScreen});
+
+    // Closed through the item: a later sync neither shows it again nor lets it hold the chain.
+    item(PopupsSrategyScreen)->popupClosed();
+    NoticeEngine::instance()->completeSysMsgSync();
+    CoreEngine::instance()->setWeakPassword(true);
+    receiveUserInfo(QString());
+    QTRY_COMPARE(m_doits, (QList<int>{PopupsSrategyScreen, PopupsSrategyWeakupPasswd}));
+
+    // The reminder closed twice: the avatar prompt is a new activation each time and shows.
+    Q_EMIT ImSignalObject::instance()->signalWeakPasswdClosed();
+    QCOMPARE(m_doits.last(), int(PopupsSrategyUserAvatar));
+    item(PopupsSrategyUserAvatar)->popupClosed();
+    Q_EMIT ImSignalObject::instance()->signalWeakPasswdClosed();
+    QCOMPARE(m_doits, (QList<int>{PopupsSrategyScreen, PopupsSrategyWeakupPasswd, PopupsSrategyUserAvatar,
+                                  PopupsSrategyUserAvatar}));
+    item(PopupsSrategyUserAvatar)->popupClosed();
+
+    // A second activity after the first was closed through the hub pops up, then lets the
+    // maintenance notice through once closed.
+    activities->trigger(true);
+    QCOMPARE(m_doits.last(), int(PopupsSrategyScreen));
+    QCOMPARE(m_doits.count(PopupsSrategyScreen), 2);
+    activities->setActiveActivity(false);
+    Q_EMIT ImSignalObject::instance()->signalSetPopupActivityActived();
+    NoticeEngine::instance()->notifyServerInMaintenance(QStringLiteral("Tonight"), false);
+    QCOMPARE(m_doits.last(), int(PopupsSrategyOps));
+    QVERIFY(item(PopupsSrategyOps)->isActiced());
 }
 
 void TestPopupChain::forcedUpgradeIgnoredBeforeSignIn()

@@ -5,6 +5,8 @@
 #include <QDir>
 #include <QFile>
 #include <QSignalSpy>
+#include <QTcpServer>
+#include <QTcpSocket>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -59,6 +61,43 @@ public:
 
 private:
     QHash<int, Outcome> m_ends;
+};
+
+// Answers each request with canned bytes, as broken as a test needs them; closes the connection
+// afterwards unless the answer is to stall.
+class RawHttpServer : public QObject
+{
+public:
+    RawHttpServer()
+    {
+        m_server.listen(QHostAddress::LocalHost);
+        connect(&m_server, &QTcpServer::newConnection, this, [this] {
+            while (QTcpSocket *socket = m_server.nextPendingConnection()) {
+                socket->setParent(this);
+                connect(socket, &QTcpSocket::readyRead, socket, [this, socket] {
+                    m_request += socket->readAll();
+                    if (!m_request.contains("\r\n\r\n"))
+                        return;
+                    m_request.clear();
+                    socket->write(m_answer);
+                    if (!m_stall)
+                        socket->disconnectFromHost();
+                });
+            }
+        });
+    }
+    void answer(const QByteArray &bytes, bool stall)
+    {
+        m_answer = bytes;
+        m_stall = stall;
+    }
+    QUrl url() const { return QUrl(QStringLiteral("http://127.0.0.1:%1/file.bin").arg(m_server.serverPort())); }
+
+private:
+    QTcpServer m_server;
+    QByteArray m_request;
+    QByteArray m_answer;
+    bool m_stall = false;
 };
 
 } // namespace
@@ -240,6 +279,84 @@ private Q_SLOTS:
         QCOMPARE(readAll(m_folder + "/keep.bin"), QByteArray("kept"));
     }
 
+    void brokenBodiesNeverReplaceTheFile_data()
+    {
+        const QByteArray chunked("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n10\r\n0123456789abcdef\r\n");
+        const QByteArray sized("HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\n0123456789abcdef");
+        QTest::addColumn<QByteArray>("answer");
+        QTest::addColumn<bool>("stall");
+        QTest::addColumn<QString>("error"); // empty: the download is complete
+        QTest::newRow("intact chunked body") << chunked + "5\r\nabcde\r\n0\r\n\r\n" << false << QString();
+        QTest::newRow("chunked, size line broken") << chunked + "zz\r\nmore\r\n0\r\n\r\n" << false << "incomplete";
+        QTest::newRow("chunked, cut after a chunk") << chunked << false << "incomplete";
+        QTest::newRow("chunked, chunk longer than said")
+            << QByteArray("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n10\r\n0123456789abcdefXX5\r\nabcde\r\n0\r\n\r\n")
+            << false << "incomplete";
+        QTest::newRow("shorter than its length") << sized << false << "incomplete";
+        QTest::newRow("stalled") << sized << true << "stalled";
+    }
+
+    void brokenBodiesNeverReplaceTheFile()
+    {
+        QFETCH(QByteArray, answer);
+        QFETCH(bool, stall);
+        QFETCH(QString, error);
+        RawHttpServer server;
+        server.answer(answer, stall);
+        QDir().mkpath(m_folder);
+        writeFile("keep.bin", "kept");
+        OrvTransferQueue queue;
+        Ends ends(queue);
+        queue.setStallTimeout(400);
+        queue.allowOrigin(server.url());
+
+        // The user chose to replace the file: only a complete download may do so.
+        const int id = queue.enqueueFile(server.url(), m_folder + "/keep.bin");
+        QVERIFY(id > 0);
+        const Outcome out = ends.wait(id);
+        if (error.isEmpty()) {
+            QVERIFY2(out.ok, qPrintable(out.pathOrError));
+            QCOMPARE(readAll(m_folder + "/keep.bin"), QByteArray("0123456789abcdefabcde"));
+        } else {
+            QVERIFY(!out.ok);
+            QVERIFY2(out.pathOrError.contains(error), qPrintable(out.pathOrError));
+            QCOMPARE(readAll(m_folder + "/keep.bin"), QByteArray("kept"));
+        }
+        QCOMPARE(entries(m_folder), QStringList{"keep.bin"}); // no temporary file left
+    }
+
+    void aNameTakenByATransferIsNotFree()
+    {
+        m_service.setFault("/files/small", OrvWebService::Fault::Slow, 300);
+        OrvTransferQueue queue;
+        Ends ends(queue);
+        queue.allowOrigin(m_base);
+        const QString first = QDir(m_folder).absoluteFilePath("a.pdf");
+        QCOMPARE(queue.freeFilePath(m_folder, "a.pdf"), first);
+        const int one = queue.enqueue(url("/files/small?n=1"), m_folder, "a.pdf");
+        QVERIFY(queue.isTargeted(first));
+        // What a second save dialog offers while the first download runs.
+        QCOMPARE(queue.freeFilePath(m_folder, "../a.pdf"), QDir(m_folder).absoluteFilePath("a(1).pdf"));
+
+        // Picked anyway: it was not there to be replaced, so neither download loses the other.
+        const int two = queue.enqueueFile(url("/files/small?n=2"), first);
+        QVERIFY(ends.wait(one).ok);
+        QVERIFY(ends.wait(two).ok);
+        QCOMPARE(readAll(first), QByteArray("small:1"));
+        QCOMPARE(readAll(m_folder + "/a(1).pdf"), QByteArray("small:2"));
+        QVERIFY(!queue.isTargeted(first));
+
+        // A file appearing at a picked free name while the download runs is kept as well.
+        const int three = queue.enqueueFile(url("/files/small?n=3"), m_folder + "/b.txt");
+        QTRY_COMPARE(queue.transfer(three).state, OrvTransferQueue::State::Running);
+        writeFile("b.txt", "someone else's");
+        const Outcome out = ends.wait(three);
+        QVERIFY(out.ok);
+        QCOMPARE(out.pathOrError, QDir(m_folder).absoluteFilePath("b(1).txt"));
+        QCOMPARE(readAll(m_folder + "/b.txt"), QByteArray("someone else's"));
+        QCOMPARE(readAll(m_folder + "/b(1).txt"), QByteArray("small:3"));
+    }
+
     void onlyAllowedAddressesAreFetched()
     {
         OrvTransferQueue queue;
@@ -308,7 +425,7 @@ private Q_SLOTS:
         for (int i = 0; i < 5; ++i)
             ids << queue.enqueue(url("/files/small?n=" + QString::number(i)), m_folder, "f.txt");
         QSignalSpy drained(&queue, &OrvTransferQueue::drained);
-        QVERIFY(drained.wait(15000));
+        QTRY_VERIFY_WITH_TIMEOUT(drained.count() >= 1, 15000);
         QCOMPARE(most, 2);
         QCOMPARE(startOrder, ids);
         QCOMPARE(entries(m_folder).size(), 5);
@@ -322,7 +439,7 @@ private Q_SLOTS:
         queue.allowOrigin(m_base);
         const int running = queue.enqueue(url("/files/big"), m_folder, "a.bin");
         QSignalSpy started(&queue, &OrvTransferQueue::started);
-        QVERIFY(started.wait());
+        QTRY_VERIFY_WITH_TIMEOUT(started.count() >= 1, 5000);
         queue.cancel(running);
         QCOMPARE(queue.transfer(running).state, OrvTransferQueue::State::Cancelled);
         QCOMPARE(entries(m_folder), QStringList());
@@ -333,6 +450,7 @@ private Q_SLOTS:
         clock.start();
         const Outcome out = ends.wait(stalled);
         QVERIFY(!out.ok);
+        QVERIFY2(out.pathOrError.startsWith("stalled"), qPrintable(out.pathOrError));
         QVERIFY(clock.elapsed() < 4000);
         QCOMPARE(entries(m_folder), QStringList());
     }

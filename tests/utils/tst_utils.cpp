@@ -6,9 +6,13 @@
 #include "orvtrack.h"
 
 #include <QAbstractItemModelTester>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QtTest>
+#include <limits>
+#include <unistd.h>
 
 // A tree model over plain AbstractTreeItems, driven the way subclasses do.
 class PlainTreeModel : public AbstractTreeModel
@@ -67,16 +71,128 @@ private Q_SLOTS:
     void settingsShouldPersistInTheChosenFile()
     {
         QTemporaryDir dir;
-        const QString path = dir.filePath(QStringLiteral("s.ini"));
+        const QString path = dir.filePath(QStringLiteral("s.json"));
         OrvSettings::instance()->setFileName(path);
         QSignalSpy changed(OrvSettings::instance(), &OrvSettings::valueChanged);
         OrvSettings::instance()->setValue(QStringLiteral("UpgradeNoMoreReminders"), 1);
-        QCOMPARE(changed.count(), 1);
+        OrvSettings::instance()->setValue(QStringLiteral("id"), std::numeric_limits<qint64>::max());
+        OrvSettings::instance()->setValue(QStringLiteral("hidden"), true);
+        OrvSettings::instance()->setValue(QStringLiteral("clouddisk/folders"), QStringList{"a", "b"});
+        // Text that the old format would have read as a serialised value stays text.
+        const QString variantText = QStringLiteral("@Variant(\\0\\0\\0\\t\\0\\x7f\\xff\\xff\\xff)");
+        OrvSettings::instance()->setValue(QStringLiteral("saveAsPath"), variantText);
+        QCOMPARE(changed.count(), 5);
+        QCOMPARE(OrvSettings::instance()->status(), OrvSettings::NoError);
+
         OrvSettings::release();
         OrvSettings::instance()->setFileName(path);
-        QCOMPARE(OrvSettings::instance()->value(QStringLiteral("UpgradeNoMoreReminders")).toInt(), 1);
-        OrvSettings::instance()->remove(QStringLiteral("UpgradeNoMoreReminders"));
+        auto *settings = OrvSettings::instance();
+        QCOMPARE(settings->value(QStringLiteral("UpgradeNoMoreReminders")).toInt(), 1);
+        QCOMPARE(settings->value(QStringLiteral("id")).toLongLong(), std::numeric_limits<qint64>::max());
+        QCOMPARE(settings->value(QStringLiteral("hidden")).toBool(), true);
+        QCOMPARE(settings->value(QStringLiteral("clouddisk/folders")).toStringList(), (QStringList{"a", "b"}));
+        QCOMPARE(settings->value(QStringLiteral("saveAsPath")).toString(), variantText);
+
+        // Another process's change is read before the next write, which keeps it.
+        QFile other(path);
+        QVERIFY(other.open(QIODevice::WriteOnly | QIODevice::Truncate));
+        other.write(R"({"UpgradeNoMoreReminders": 0, "fromElsewhere": "yes"})");
+        other.close();
+        settings->remove(QStringLiteral("UpgradeNoMoreReminders"));
+        OrvSettings::release();
+        OrvSettings::instance()->setFileName(path);
         QVERIFY(!OrvSettings::instance()->contains(QStringLiteral("UpgradeNoMoreReminders")));
+        QCOMPARE(OrvSettings::instance()->value(QStringLiteral("fromElsewhere")).toString(), QStringLiteral("yes"));
+        OrvSettings::release();
+    }
+
+    void settingsShouldKeepADamagedFileAside_data()
+    {
+        QTest::addColumn<QByteArray>("content");
+        // A list claiming 2^31 - 1 entries, as the old INI store serialised values.
+        QTest::newRow("ini value claiming a huge list")
+            << QByteArray("[General]\nsaveAsPath=@Variant(\\0\\0\\0\\t\\0\\x7f\\xff\\xff\\xff)\nkept=1\n");
+        QTest::newRow("another encoding") << QByteArray("\xff\xfe{\0\"\0k\0\"\0:\0 \0\"\0v\0\"\0}\0", 22);
+        QTest::newRow("truncated") << QByteArray("{\"saveAsPath\": \"/home/ann/Dow");
+        QTest::newRow("not an object") << QByteArray(R"(["saveAsPath", "/tmp"])");
+        QTest::newRow("too large") << (QByteArray("{\"saveAsPath\": \"") + QByteArray(OrvSettings::MaxFileSize, 'x') + "\"}");
+    }
+
+    void settingsShouldKeepADamagedFileAside()
+    {
+        QFETCH(QByteArray, content);
+        QTemporaryDir dir;
+        const QString path = dir.filePath(QStringLiteral("s.json"));
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(content);
+        file.close();
+
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("is damaged .* kept as")));
+        OrvSettings::instance()->setFileName(path);
+        auto *settings = OrvSettings::instance();
+        QCOMPARE(settings->status(), OrvSettings::FormatError);
+        QVERIFY(!settings->contains(QStringLiteral("saveAsPath")));
+        QCOMPARE(settings->damagedCopy(), path + QStringLiteral(".damaged"));
+
+        settings->setValue(QStringLiteral("saveAsPath"), QStringLiteral("/tmp/x"));
+        QCOMPARE(settings->status(), OrvSettings::NoError);
+        QFile copy(path + QStringLiteral(".damaged"));
+        QVERIFY(copy.open(QIODevice::ReadOnly));
+        QCOMPARE(copy.readAll(), content);
+        QFile fresh(path);
+        QVERIFY(fresh.open(QIODevice::ReadOnly));
+        QCOMPARE(QJsonDocument::fromJson(fresh.readAll()).object(), (QJsonObject{{"saveAsPath", "/tmp/x"}}));
+        fresh.close();
+
+        // Damaged again by someone else: the next write keeps that one aside too.
+        QVERIFY(fresh.open(QIODevice::WriteOnly | QIODevice::Truncate));
+        fresh.write("garbage");
+        fresh.close();
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("kept as .*damaged-2")));
+        settings->setValue(QStringLiteral("other"), 2);
+        QVERIFY(QFile::exists(path + QStringLiteral(".damaged-2")));
+        QCOMPARE(settings->value(QStringLiteral("saveAsPath")).toString(), QStringLiteral("/tmp/x"));
+        OrvSettings::release();
+    }
+
+    void settingsWritesThatFailAreLogged_data()
+    {
+        QTest::addColumn<QString>("where");
+        QTest::newRow("a folder") << "folder";
+        QTest::newRow("below a file") << "file/s.json";
+        QTest::newRow("read-only file") << "readonly.json";
+    }
+
+    void settingsWritesThatFailAreLogged()
+    {
+        QFETCH(QString, where);
+        QTemporaryDir dir;
+        QVERIFY(QDir(dir.path()).mkpath(QStringLiteral("folder")));
+        QFile plain(dir.filePath(QStringLiteral("file")));
+        QVERIFY(plain.open(QIODevice::WriteOnly));
+        plain.close();
+        const QString path = dir.filePath(where);
+        if (where == QLatin1String("readonly.json")) {
+            if (geteuid() == 0)
+                QSKIP("root writes read-only files");
+            QFile ro(path);
+            QVERIFY(ro.open(QIODevice::WriteOnly));
+            ro.write("{}");
+            ro.close();
+            QVERIFY(ro.setPermissions(QFile::ReadOwner));
+        }
+
+        auto *settings = OrvSettings::instance();
+        if (where == QLatin1String("folder"))
+            QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("cannot read the settings file")));
+        settings->setFileName(path);
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("(cannot write the settings file|settings not written)")));
+        settings->setValue(QStringLiteral("saveAsPath"), QStringLiteral("/tmp/x"));
+        QCOMPARE(settings->status(), OrvSettings::AccessError);
+        // Not lost for this session.
+        QCOMPARE(settings->value(QStringLiteral("saveAsPath")).toString(), QStringLiteral("/tmp/x"));
+        QVERIFY(QFileInfo(dir.filePath(QStringLiteral("folder"))).isDir());
         OrvSettings::release();
     }
 

@@ -3,6 +3,13 @@
 
 PopupsSrategyBaseItem::PopupsSrategyBaseItem(QObject *parent) : QObject(parent) {}
 
+void PopupsSrategyBaseItem::setActived(bool actived)
+{
+    if (actived && !m_actived)
+        m_calledDoit = false;
+    m_actived = actived;
+}
+
 void PopupsSrategyBaseItem::emitDoit()
 {
     m_calledDoit = true;
@@ -11,13 +18,13 @@ void PopupsSrategyBaseItem::emitDoit()
 
 void PopupsSrategyBaseItem::popupClosed()
 {
-    m_actived = false;
+    setActived(false);
     Q_EMIT triggerProcess();
 }
 
 void PopupsSrategyBaseItem::decide(bool actived)
 {
-    m_actived = actived;
+    setActived(actived);
     m_triggered = true;
     Q_EMIT triggerProcess();
 }

@@ -38,8 +38,11 @@ public:
     explicit PopupsSrategyBaseItem(QObject *parent = nullptr);
 
     /// Switches the popup on or off without a new pass of the chain (the manager drops lower
-    /// popups this way when a higher one wins).
-    void setActived(bool actived) { m_actived = actived; }
+    /// popups this way when a higher one wins). Switching it on starts a new activation, whose
+    /// popup is shown again: a doit() belongs to one activation.
+    void setActived(bool actived);
+    /// Wanted and its doit() emitted for this activation: its popup is on screen.
+    bool isShowing() const { return hasTriggered() && isActiced() && isCalledDoit(); }
 
 public Q_SLOTS:
     virtual PopupsSrategyType type() const = 0;
@@ -50,7 +53,7 @@ public Q_SLOTS:
     virtual bool isCanReset() const { return m_canReset; }
     virtual void emitDoit();
     /// The host closed this item's popup: it is no longer wanted and the chain moves on.
-    void popupClosed();
+    virtual void popupClosed();
 
 Q_SIGNALS:
     void doit();
@@ -61,9 +64,14 @@ protected:
     void decide(bool actived);
     /// Back to undecided, as before the first input.
     void resetFlags();
+    /// The same activation asks to be shown again (a new notice of the same kind).
+    void showAgain() { m_calledDoit = false; }
 
-    bool m_actived = false;
     bool m_triggered = false;
-    bool m_calledDoit = false;
     bool m_canReset = true;
+
+private:
+    // Changed only through setActived(), so every activation gets its own doit().
+    bool m_actived = false;
+    bool m_calledDoit = false;
 };

@@ -35,6 +35,6 @@ void PopupsSrategyForceUpgradeItem::onRecvCheckInForce(uint respCode, const QStr
     m_version = version;
     m_downloadLink = downloadLink;
     m_plain = plain;
-    m_calledDoit = false; // a new notice pops up again
+    showAgain(); // a new notice pops up again
     decide(true);
 }

@@ -47,10 +47,11 @@ void PopupsSrategyGrayUpgradeItem::onSysMsgSyncFinised()
     // The server remembers a "no more reminders" given on an earlier installation of this
     // machine; it is asked whenever the reminder is still wanted, unless the reminder is forced.
     bool ask = true;
+    bool wanted = false;
     if ((!core->hasNewVersion() || !core->isNewVersionDownloaded()) && login && login->isNeedShowUpgradeSuggest()) {
-        m_actived = true;
+        wanted = true;
         if (core->backgroundConfig(QString::fromLatin1(CoreEngine::UpgradeSuggestConfigKey), 0).toInt() != 0)
-            m_actived = noMoreReminders() == 0;
+            wanted = noMoreReminders() == 0;
     } else {
         QString version;
         QString releaseNotes;
@@ -58,16 +59,17 @@ void PopupsSrategyGrayUpgradeItem::onSysMsgSyncFinised()
         core->getDownloadedUpgradeInfo(version, releaseNotes, allowNoMoreReminders);
         // Without a downloaded version there is nothing to remind of, and an active item would
         // hold back the rest of its level until the host closed a popup it never showed.
-        m_actived = !version.isEmpty();
+        wanted = !version.isEmpty();
         if (allowNoMoreReminders && noMoreReminders() != 0)
-            m_actived = false;
+            wanted = false;
         if (core->isUpgradeReminderForced() && !version.isEmpty()) {
-            m_actived = true;
+            wanted = true;
             ask = false;
         }
     }
 
-    if (m_actived && ask) {
+    setActived(wanted);
+    if (wanted && ask) {
         askServer();
         return;
     }
@@ -116,7 +118,7 @@ void PopupsSrategyGrayUpgradeItem::onIgnoreReminderFinished(const QJsonValue &da
         const QJsonValue value = reminders.value(NoMoreRemindersKey);
         if (value.isDouble() && value.toDouble() == 1) {
             OrvSettings::instance()->setValue(NoMoreRemindersKey, 1);
-            m_actived = false;
+            setActived(false);
         }
     }
     m_triggered = true;

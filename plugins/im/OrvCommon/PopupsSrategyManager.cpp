@@ -111,6 +111,15 @@ void PopupsSrategyManager::runPass()
     const quint64 generation = m_generation;
     for (auto it = levels.cbegin(); it != levels.cend(); ++it) {
         bool blocked = false;
+        // One popup at a time: an item of this level that decided after another one popped up
+        // waits until that popup is closed, whatever their order in the list.
+        PopupsSrategyBaseItem *showing = nullptr;
+        for (PopupsSrategyBaseItem *item : it.value()) {
+            if (item->isShowing()) {
+                showing = item;
+                break;
+            }
+        }
         for (PopupsSrategyBaseItem *item : it.value()) {
             if (generation != m_generation)
                 return;
@@ -123,11 +132,16 @@ void PopupsSrategyManager::runPass()
             }
             if (item->hasTriggered()) {
                 if (item->isActiced()) {
-                    if (!item->isCalledDoit()) {
+                    if (item->isCalledDoit()) {
+                        winner = item;
+                    } else if (showing) {
+                        qCDebug(lcPopups) << "popup" << item->type() << "waits for" << showing->type();
+                        winner = showing;
+                    } else {
                         qCInfo(lcPopups) << "popup" << item->type() << "shown";
                         item->emitDoit();
+                        winner = item;
                     }
-                    winner = item;
                 }
             } else {
                 blocked = true;

@@ -10,8 +10,9 @@
 /**
  * Orders the popups owed after sign-in: one at a time, by level (0 first) and, within a level,
  * in a fixed order. A popup is shown only when every item of a higher level has decided, and a
- * winner switches off the active popups of lower levels. Each pass runs when an item emits
- * triggerProcess(), and emits at most one new doit().
+ * winner switches off the active popups of lower levels. An item that decides while another
+ * popup of its level is on screen waits until that one is closed. Each pass runs when an item
+ * emits triggerProcess(), and emits at most one new doit().
  */
 class PopupsSrategyManager : public QObject
 {

@@ -19,6 +19,6 @@ void PopupsSrategyOpsItem::onServerInMaintenanceNotice(const QString &hintText, 
 {
     m_hintText = hintText;
     m_isFirstLogin = isFirstLogin;
-    m_calledDoit = false; // a new notice pops up again
+    showAgain(); // a new notice pops up again
     decide(true);
 }

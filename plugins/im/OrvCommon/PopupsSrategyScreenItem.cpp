@@ -25,9 +25,16 @@ bool PopupsSrategyScreenItem::hasTriggered() const
 void PopupsSrategyScreenItem::readActivity()
 {
     const PopupActivityManager *manager = PopupActivityManager::instance();
-    m_actived = manager->hasActiveActivity();
-    if (m_actived)
+    setActived(manager->hasActiveActivity());
+    if (manager->hasActiveActivity())
         m_argList = manager->activityArgs();
+}
+
+void PopupsSrategyScreenItem::popupClosed()
+{
+    // The activity was seen: the next sync must not bring the same one back.
+    PopupActivityManager::instance()->setActiveActivity(false);
+    PopupsSrategyBaseItem::popupClosed();
 }
 
 void PopupsSrategyScreenItem::onSysMsgSyncFinised()

@@ -17,6 +17,8 @@ public:
     PopupsSrategyLevel level() const override { return PopupsSrategyLevel1; }
     /// Decided once the sync is over or the activity manager has finished looking.
     bool hasTriggered() const override;
+    /// Also tells the activity manager that its activity was closed.
+    void popupClosed() override;
 
     /// What the host needs to show the activity; filled from the activity manager.
     QList<QVariant> getArgList() const { return m_argList; }

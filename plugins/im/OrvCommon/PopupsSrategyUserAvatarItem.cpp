@@ -29,7 +29,7 @@ bool PopupsSrategyUserAvatarItem::hasTriggered() const
 
 bool PopupsSrategyUserAvatarItem::isActiced() const
 {
-    return m_actived && !(m_weakPasswdItem && m_weakPasswdItem->isActiced());
+    return PopupsSrategyBaseItem::isActiced() && !(m_weakPasswdItem && m_weakPasswdItem->isActiced());
 }
 
 bool PopupsSrategyUserAvatarItem::needsName() const
@@ -54,6 +54,6 @@ void PopupsSrategyUserAvatarItem::onRecvUserInfo()
 void PopupsSrategyUserAvatarItem::onPasswdTriggerProcess()
 {
     // The reminder was decided, shown or closed: the name may have been set meanwhile.
-    m_actived = needsName();
+    setActived(needsName());
     Q_EMIT triggerProcess();
 }

@@ -281,9 +281,66 @@ void ImSignalObject::clearMicrolectureCache()
     m_edbFile.clear();
 }
 
+namespace {
+
+QString absolutePath(const QString &path)
+{
+    return QFileInfo(path).absoluteFilePath();
+}
+
+QStringList absolutePaths(const std::vector<QString> &paths)
+{
+    QStringList out;
+    out.reserve(int(paths.size()));
+    for (const QString &p : paths)
+        out << absolutePath(p);
+    return out;
+}
+
+} // namespace
+
 void ImSignalObject::mergeVideoFiles(const std::vector<QString> &parts, QString dst)
 {
+    m_pendingMerges.append({absolutePaths(parts), absolutePath(dst), false});
+    // Failed merges are never told apart, so their entries stay; forgetting the oldest only
+    // ever keeps parts that could have been deleted.
+    while (m_pendingMerges.size() > 64)
+        m_pendingMerges.removeFirst();
     OrvExternalMediaManager::instance()->mergeVideoFiles(parts, std::move(dst));
+}
+
+ImSignalObject::MergeOwner ImSignalObject::takePendingMerge(const QString &dst)
+{
+    const QString merged = absolutePath(dst);
+    if (m_videoFile.isEmpty() || absolutePath(m_videoFile) != merged) {
+        for (int i = 0; i < m_pendingMerges.size(); ++i) {
+            if (m_pendingMerges.at(i).dst == merged) {
+                m_pendingMerges.removeAt(i);
+                break;
+            }
+        }
+        return MergeOwner::Other;
+    }
+    const QStringList cachedParts = absolutePaths(m_tempFiles);
+    int match = -1;
+    for (int i = 0; i < m_pendingMerges.size(); ++i) {
+        const PendingMerge &m = m_pendingMerges.at(i);
+        if (m.dst == merged && m.parts == cachedParts && (match < 0 || !m.doubtful)) {
+            match = i;
+            if (!m.doubtful)
+                break;
+        }
+    }
+    if (match < 0)
+        return cachedParts.isEmpty() ? MergeOwner::Recording : MergeOwner::Other;
+    const bool doubtful = m_pendingMerges.at(match).doubtful;
+    m_pendingMerges.removeAt(match);
+    if (doubtful) {
+        qCWarning(lcHub) << "a merge failed while" << merged
+                         << "was being joined and it cannot be told which; recorded parts kept";
+        return MergeOwner::Recording;
+    }
+    return MergeOwner::RecordingParts;
 }
 
 bool ImSignalObject::openVideo(const QString &path)
@@ -386,24 +443,32 @@ void ImSignalObject::onClassroomWindowActivated()
 void ImSignalObject::onMergeVideoFilesError(int errorNo)
 {
     qCInfo(lcHub) << "onMergeVideoFilesError" << errorNo;
+    for (PendingMerge &m : m_pendingMerges)
+        m.doubtful = true;
     Q_EMIT signalMergeVideoError(errorNo);
 }
 
 void ImSignalObject::onMergeVideoFilesFinish(QString dstVideoFile)
 {
-    const QString merged = QFileInfo(dstVideoFile).absoluteFilePath();
-    for (const QString &part : m_tempFiles) {
-        // A part named as the destination has just been replaced by the joined file.
-        if (QFileInfo(part).absoluteFilePath() == merged) {
-            qCWarning(lcHub) << "recorded part" << part << "is the merge destination, kept";
-            continue;
+    const QString merged = absolutePath(dstVideoFile);
+    const MergeOwner owner = takePendingMerge(dstVideoFile);
+    if (owner == MergeOwner::RecordingParts) {
+        for (const QString &part : m_tempFiles) {
+            // A part named as the destination has just been replaced by the joined file.
+            if (absolutePath(part) == merged) {
+                qCWarning(lcHub) << "recorded part" << part << "is the merge destination, kept";
+                continue;
+            }
+            if (QFile::exists(part) && !QFile::remove(part))
+                qCWarning(lcHub) << "cannot delete recorded part" << part;
         }
-        if (QFile::exists(part) && !QFile::remove(part))
-            qCWarning(lcHub) << "cannot delete recorded part" << part;
+        m_tempFiles.clear();
+    } else if (!m_tempFiles.empty()) {
+        qCInfo(lcHub) << "merge into" << dstVideoFile << "is not the cached recording's; its parts are kept";
     }
-    m_tempFiles.clear();
 
-    if (m_isCloseClassroom) {
+    // Only the recording's own merge becomes its draft.
+    if (m_isCloseClassroom && owner != MergeOwner::Other) {
         m_isCloseClassroom = false;
         setPlayerFile(dstVideoFile);
     } else {

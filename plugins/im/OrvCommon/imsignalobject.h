@@ -102,8 +102,13 @@ public:
     /// The cover frame of the last recording saved as a draft.
     QImage coverImage() const { return m_coverImg; }
 
-    // Forwards to OrvExternalMediaManager::instance().
+    /**
+     * Forwards to OrvExternalMediaManager::instance(). The parts of the cached recording are
+     * deleted only when a merge of exactly those parts into the cached video file, asked for here,
+     * has finished; any other merge leaves them alone.
+     */
     void mergeVideoFiles(const std::vector<QString> &parts, QString dst);
+    // Forwards to OrvExternalMediaManager::instance().
     bool openVideo(const QString &path);
     void closeVideo();
     void getVideoImageSize(int &w, int &h);
@@ -346,6 +351,24 @@ private:
 
     QMap<quint64, QString> readGuidanceSetting(bool *readable) const;
     void emitSaveDraft(const QImage &cover);
+    enum class MergeOwner {
+        Other,          ///< not the cached recording
+        Recording,      ///< into the recording's file, but its parts cannot be vouched for
+        RecordingParts, ///< exactly the cached parts into the cached video file, asked for here
+    };
+    /// Whose merge into dst has finished; forgets it.
+    MergeOwner takePendingMerge(const QString &dst);
+
+    /// A merge asked for through the hub and not yet finished.
+    struct PendingMerge
+    {
+        QStringList parts; // absolute paths, in order
+        QString dst;       // absolute path
+        // The media manager reported a failure while this merge ran. Its error does not say
+        // which merge failed, so this one may be it.
+        bool doubtful = false;
+    };
+    QList<PendingMerge> m_pendingMerges;
 
     // Micro-lecture cache
     int m_microlectureId = 0;

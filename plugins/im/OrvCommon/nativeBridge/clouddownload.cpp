@@ -87,7 +87,9 @@ int CloudDownload::saveAs(QWidget *parent, const QUrl &url, const QString &fileN
     if (name.isEmpty())
         name = kFallbackName;
     const QString folder = saveAsFolder();
-    const QString start = OrvFileNames::uniqueFilePath(folder, name);
+    OrvTransferQueue *queue = OrvTransferQueue::instance();
+    // A name another download is about to write is not free either.
+    const QString start = queue->freeFilePath(folder, name);
     const QString suffix = QFileInfo(name).suffix();
 
     QString chosen = BridgeDialogs::getSaveFileName(parent, OrvLang::text("ID_SaveFile"),
@@ -99,7 +101,6 @@ int CloudDownload::saveAs(QWidget *parent, const QUrl &url, const QString &fileN
     }
     const QFileInfo info(chosen);
     rememberSaveAsFolder(info.absolutePath());
-    OrvTransferQueue *queue = OrvTransferQueue::instance();
     queue->allowUrl(url);
     // The file keeps its kind even when the user typed a name without the suffix; that name
     // was not what the dialog asked about, so it is not replaced.
