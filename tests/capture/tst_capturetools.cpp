@@ -360,7 +360,7 @@ void TestCaptureTools::settingsBoxesStayOnScreen_data()
     QTest::addColumn<QRect>("band"); // relative to the screen; negative positions from its far edges
     QTest::newRow("middle") << QRect(200, 150, 300, 200);
     QTest::newRow("near the top") << QRect(300, 10, 200, 80);
-    QTest::newRow("at the bottom") << QRect(250, -90, 300, 80);
+    QTest::newRow("at the bottom") << QRect(150, -90, 300, 80);
     QTest::newRow("bottom-right corner") << QRect(-70, -60, 60, 50);
     QTest::newRow("whole screen") << QRect(0, 0, 0, 0);
 }
