@@ -74,6 +74,7 @@ private Q_SLOTS:
     void settingsBoxesStayOnScreen();
     void escapeEndsTypingBeforeTheCapture();
     void editorScreenshotGoesThroughTheOverlay();
+    void editorScreenshotWhileBusyOrGone();
 
 private:
     QScreen *screen() const { return QGuiApplication::screens().last(); }
@@ -464,6 +465,39 @@ void TestCaptureTools::editorScreenshotGoesThroughTheOverlay()
     QTest::qWait(50);
     QCOMPARE(p->itemCount(), 1);
     QCOMPARE(hide.count(), 2);
+}
+
+void TestCaptureTools::editorScreenshotWhileBusyOrGone()
+{
+    QImage picture(400, 300, QImage::Format_RGB32);
+    picture.fill(Qt::white);
+    QPointer<ImageEditor> editor = ImageEditor::instance();
+    editor->showImage(QString(), QPixmap::fromImage(picture), false, nullptr);
+    QVERIFY(QTest::qWaitForWindowExposed(editor));
+    QSignalSpy hide(ImSignalObject::instance(), &ImSignalObject::hideImOnScreenshot);
+
+    // Another capture is open: the editor stays, and can shoot once that one is over.
+    ScreenshotWidget::start(QSize(), false, false, false, [](int) {});
+    QTest::ignoreMessage(QtWarningMsg, "ImageEditor: a screenshot is already under way");
+    editor->onMenuShot();
+    QTRY_VERIFY(editor->isVisible());
+    ScreenshotWidget::cancelAll();
+    QTRY_VERIFY(!ScreenshotWidget::isCapturing());
+    editor->onMenuShot();
+    QTRY_VERIFY(allOverlaysReady());
+    ScreenshotWidget::cancelAll();
+    QTRY_VERIFY(editor->isVisible());
+    QCOMPARE(editor->view()->getPainter()->itemCount(), 0);
+
+    // The editor goes while the client is hidden for its shot: the client still comes back.
+    editor->onMenuShotWithHide();
+    QTRY_VERIFY(allOverlaysReady());
+    ImageEditor::release();
+    QVERIFY(!editor);
+    ScreenshotWidget::cancelAll();
+    QTRY_COMPARE(hide.count(), 2);
+    QCOMPARE(hide.at(0).at(0).toBool(), true);
+    QCOMPARE(hide.at(1).at(0).toBool(), false);
 }
 
 QTEST_MAIN(TestCaptureTools)
