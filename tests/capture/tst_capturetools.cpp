@@ -73,6 +73,7 @@ private Q_SLOTS:
     void settingsBoxesStayOnScreen_data();
     void settingsBoxesStayOnScreen();
     void escapeEndsTypingBeforeTheCapture();
+    void closingWithThePictureDialogOpen();
     void editorScreenshotGoesThroughTheOverlay();
     void editorScreenshotWhileBusyOrGone();
 
@@ -418,6 +419,40 @@ void TestCaptureTools::escapeEndsTypingBeforeTheCapture()
     QTRY_VERIFY(!closing);
     ScreenshotWidget::cancelAll(); // the other screens' overlays
     QTRY_VERIFY(!ScreenshotWidget::isCapturing());
+    QCOMPARE(m_codes, std::vector<int>{ScreenshotWidget::OperateCancel});
+}
+
+void TestCaptureTools::closingWithThePictureDialogOpen()
+{
+    const QRect band(screen()->geometry().topLeft() + QPoint(80, 60), QSize(200, 150));
+    ScreenshotWidget *overlay = captureAndSelect(band);
+    QVERIFY(overlay);
+    button(overlay, "m_loadImageBtn")->click();
+    QPointer<QFileDialog> dialog = overlay->findChild<QFileDialog *>(QStringLiteral("loadImageDialog"));
+    QVERIFY(dialog);
+    QTRY_VERIFY(dialog->isVisible());
+    // Escape in the dialog is the dialog's.
+    QTest::keyClick(dialog, Qt::Key_Escape);
+    QTRY_VERIFY(!dialog);
+    QVERIFY(ScreenshotWidget::isCapturing());
+    // A file that is no picture: said so, nothing pasted.
+    const QString notAPicture = m_dir.filePath(QStringLiteral("notes.png"));
+    QFile file(notAPicture);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write("not a picture");
+    file.close();
+    button(overlay, "m_loadImageBtn")->click();
+    dialog = overlay->findChild<QFileDialog *>(QStringLiteral("loadImageDialog"));
+    dialog->selectFile(notAPicture);
+    static_cast<QDialog *>(dialog.data())->accept();
+    QCOMPARE(layer(overlay)->itemCount(), 0);
+    // The capture closed under an open dialog takes it along.
+    button(overlay, "m_loadImageBtn")->click();
+    dialog = overlay->findChild<QFileDialog *>(QStringLiteral("loadImageDialog"));
+    QVERIFY(dialog);
+    button(overlay, "btnCancel")->click();
+    QTRY_VERIFY(!ScreenshotWidget::isCapturing());
+    QTRY_VERIFY(!dialog);
     QCOMPARE(m_codes, std::vector<int>{ScreenshotWidget::OperateCancel});
 }
 
