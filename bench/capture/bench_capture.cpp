@@ -1,14 +1,19 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 // Screen capture on Xvfb at 1920 x 1080 and 3840 x 2160: from start() to the overlay painted
 // with its grab, next to a bare QScreen::grabWindow(0) in the same run; one mouse move while
-// drawing the band, repaint included; the window under the pointer among 200 open windows.
+// drawing the band, repaint included; the window under the pointer among 200 open windows; the
+// picture editor's tools on a selection of nearly the whole screen (opened, a pen stroke, OK
+// with and without drawings).
 //
 // Without --child it starts an Xvfb of each size itself and runs itself there.
+#include "ImageGraphicsView.h"
+#include "ImageSelectionEditor.h"
 #include "RubberBand.h"
 #include "ScreenshotWidget.h"
 #include "benchresults.h"
 #include "screenplatform.h"
 
+#include <QAbstractButton>
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QDir>
@@ -226,6 +231,73 @@ QJsonObject measure(int runs, int moves)
     return m;
 }
 
+/// The picture editor's tools on a selection of nearly the whole screen: the first tool opened
+/// (the editor made over the selection, shown), one pen move (repainted, on the server), and OK
+/// (clipboard and JPEG) with and without drawings.
+void measureTools(QJsonObject &m, int runs, int moves)
+{
+    QScreen *screen = QGuiApplication::primaryScreen();
+    const QRect g = screen->geometry();
+    const QRect band = g.adjusted(100, 100, -100, -100);
+    std::vector<double> opens, penMoves, okPlain, okDrawn;
+    for (int run = 0; run < runs; ++run) {
+        for (const bool draw : {false, true}) {
+            ScreenshotWidget::start(QSize(), false, false, false, [](int) {});
+            waitFor([] {
+                const auto o = ScreenshotWidget::overlays();
+                return !o.isEmpty() && o.first()->hasGrab() && o.first()->isVisible();
+            });
+            settle(100);
+            ScreenshotWidget *overlay = ScreenshotWidget::overlays().first();
+            send(overlay, QEvent::MouseButtonPress, band.topLeft(), Qt::LeftButton, Qt::LeftButton);
+            send(overlay, QEvent::MouseMove, band.bottomRight(), Qt::NoButton, Qt::LeftButton);
+            send(overlay, QEvent::MouseButtonRelease, band.bottomRight(), Qt::LeftButton, Qt::NoButton);
+            QCoreApplication::sendPostedEvents(nullptr, QEvent::UpdateRequest);
+            xsync();
+            settle(100);
+            if (draw) {
+                auto *pen = overlay->toolBar()->findChild<QAbstractButton *>(QStringLiteral("penBtn"));
+                QElapsedTimer t;
+                t.start();
+                pen->click();
+                QCoreApplication::sendPostedEvents(nullptr, QEvent::UpdateRequest);
+                xsync();
+                opens.push_back(ms(t));
+                auto *editor = dynamic_cast<ScreenShot::ImageSelectionEditor *>(overlay->selectionEditor());
+                QWidget *input = editor->imageView()->getPainter()->viewport();
+                auto at = [input](const QPoint &p, QEvent::Type type, Qt::MouseButton b, Qt::MouseButtons bs) {
+                    QMouseEvent event(type, p, input->mapToGlobal(p), b, bs, Qt::NoModifier);
+                    QCoreApplication::sendEvent(input, &event);
+                };
+                const QPoint from(40, 40);
+                at(from, QEvent::MouseButtonPress, Qt::LeftButton, Qt::LeftButton);
+                const int count = run == 0 ? moves : 20;
+                QPoint p = from;
+                for (int i = 1; i <= count; ++i) {
+                    p = from + QPoint((i * 7) % (band.width() - 80), (i * 13) % (band.height() - 80));
+                    t.restart();
+                    at(p, QEvent::MouseMove, Qt::NoButton, Qt::LeftButton);
+                    QCoreApplication::sendPostedEvents(nullptr, QEvent::UpdateRequest);
+                    xsync();
+                    penMoves.push_back(ms(t));
+                }
+                at(p, QEvent::MouseButtonRelease, Qt::LeftButton, Qt::NoButton);
+                settle(100);
+            }
+            QElapsedTimer t;
+            t.start();
+            overlay->ok();
+            (draw ? okDrawn : okPlain).push_back(ms(t));
+            waitFor([] { return !ScreenshotWidget::isCapturing(); });
+            settle(300);
+        }
+    }
+    m[QStringLiteral("tool_open_ms")] = median(opens);
+    m[QStringLiteral("pen_move_ms")] = median(penMoves);
+    m[QStringLiteral("ok_plain_ms")] = median(okPlain);
+    m[QStringLiteral("ok_annotated_ms")] = median(okDrawn);
+}
+
 /// An Xvfb of `size`, on a display it picks itself.
 class Server
 {
@@ -269,7 +341,8 @@ private:
 int runChild(int runs, int moves)
 {
     QLoggingCategory::setFilterRules(QStringLiteral("orv.*.info=false"));
-    const QJsonObject m = measure(runs, moves);
+    QJsonObject m = measure(runs, moves);
+    measureTools(m, runs, moves);
     std::printf("%s\n", QJsonDocument(m).toJson(QJsonDocument::Compact).constData());
     return 0;
 }
@@ -338,6 +411,10 @@ int main(int argc, char **argv)
     row("snap_hover_ms", QStringLiteral("(lookup, outline repainted)"));
     row("window_list_ms", QStringLiteral("(200 windows read from X)"));
     row("windows_listed", QString());
+    row("tool_open_ms", QStringLiteral("(first tool: editor over the selection)"));
+    row("pen_move_ms", QStringLiteral("(one pen move, repainted)"));
+    row("ok_plain_ms", QStringLiteral("(OK: clipboard and JPEG)"));
+    row("ok_annotated_ms", QStringLiteral("(the same with a pen stroke)"));
     bool met = true;
     for (const char *suffix : {"_1080", "_2160"}) {
         const QString s = QLatin1String(suffix);

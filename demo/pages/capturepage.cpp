@@ -90,6 +90,10 @@ private:
         take->setObjectName(QStringLiteral("takeScreenshot"));
         connect(take, &QPushButton::clicked, this, &CapturePage::takeScreenshot);
         form->addRow(take);
+        auto *hint = new QLabel(QStringLiteral("Drag to select. The tool bar then draws on the selection (pen, text, "
+                                               "eraser, a picture file, undo); OK, share and save take it with the drawings."));
+        hint->setWordWrap(true);
+        form->addRow(hint);
         m_state = new QLabel;
         m_state->setWordWrap(true);
         form->addRow(m_state);

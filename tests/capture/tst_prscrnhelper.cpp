@@ -5,9 +5,12 @@
 #include "PrScrnHelper.h"
 #include "RubberBand.h"
 #include "ScreenshotWidget.h"
+#include "ShareToChatTool.h"
 
 #include <QClipboard>
 #include <QFile>
+#include <QFileInfo>
+#include <QJsonObject>
 #include <QMutex>
 #include <QProcess>
 #include <QSignalSpy>
@@ -216,14 +219,48 @@ void TestPrScrnHelper::shareAndSaveToCloudCloseTheCapture()
         overlay->onSaveToCloud();
     QSignalSpy &spy = share ? shared : stored;
     QTRY_COMPARE(spy.count(), 1);
-    QCOMPARE(spy.at(0).at(0).toString(), ScreenshotWidget::tempImagePath());
-    QCOMPARE(QImage(ScreenshotWidget::tempImagePath()).size(), QSize(201, 121));
+    // A copy of the capture's file, of its own.
+    const QString handed = spy.at(0).at(0).toString();
+    QVERIFY(handed != ScreenshotWidget::tempImagePath());
+    QCOMPARE(QFileInfo(handed).absolutePath(), QFileInfo(ScreenshotWidget::tempImagePath()).absolutePath());
+    QFile copy(handed);
+    QVERIFY(copy.open(QIODevice::ReadOnly));
+    QFile original(ScreenshotWidget::tempImagePath());
+    QVERIFY(original.open(QIODevice::ReadOnly));
+    QCOMPARE(copy.readAll(), original.readAll());
     QCOMPARE((share ? stored : shared).count(), 0);
     // The chooser that follows must not open under the overlay.
     QTRY_VERIFY(!ScreenshotWidget::isCapturing());
     QTRY_COMPARE(receiver.pictures.size(), 1);
     QVERIFY(receiver.pictures.first().isNull());
     QCOMPARE(cancel.count(), 0);
+    if (!share)
+        return;
+
+    // Shared as the host does; the people are still being picked when the next capture is taken.
+    ShareToChatTool *tool = ShareToChatTool::instance();
+    tool->setPicksTargets(false);
+    tool->shareImageFile(handed);
+    const ShareToChatTool::Share pending = tool->lastShare();
+    QCOMPARE(pending.kind, QStringLiteral("shareImageFile"));
+    QCOMPARE(pending.payload.toObject().value(QStringLiteral("path")).toString(), QFileInfo(handed).absoluteFilePath());
+    Receiver next;
+    startCapture(&next);
+    QTRY_VERIFY(allOverlaysReady());
+    overlay = ScreenshotWidget::overlays().first();
+    drag(overlay, QPoint(600, 100), QPoint(700, 150));
+    doubleClick(overlay, QPoint(650, 125));
+    QTRY_COMPARE(next.pictures.size(), 1);
+    QCOMPARE(QImage(ScreenshotWidget::tempImagePath()).size(), QSize(101, 51));
+    // What goes out is still the first selection.
+    const QImage sent(pending.payload.toObject().value(QStringLiteral("path")).toString());
+    QCOMPARE(sent.size(), QSize(201, 121));
+    const auto diff = difference(sent, patternImage(QRect(300, 300, 201, 121), 4));
+    QVERIFY2(diff.second < 2.0, qPrintable(QString::number(diff.second)));
+    const auto message = ShareToChatTool::messageFor(pending, OrvEngine::ClusterID(1001, OrvEngine::User));
+    QVERIFY(message);
+    QVERIFY(message->content().contains(QFileInfo(handed).fileName()));
+    QFile::remove(handed);
 }
 
 void TestPrScrnHelper::hideClassroomAsksToShootAgain()

@@ -16,6 +16,7 @@
 #include <QLabel>
 #include <QToolButton>
 #include <QVBoxLayout>
+#include <QWindow>
 
 namespace {
 
@@ -423,6 +424,12 @@ QFileDialog *BaseEditTool::loadImage()
     dialog->setWindowModality(Qt::NonModal);
     connect(dialog, &QFileDialog::fileSelected, this, &BaseEditTool::loadImageFile);
     m_loadDialog = dialog;
+    // On its window's screen: Qt would take the primary one (a separate X screen needs telling).
+    if (QWindow *owner = m_view->window()->windowHandle()) {
+        dialog->winId();
+        if (dialog->windowHandle())
+            dialog->windowHandle()->setScreen(owner->screen());
+    }
     dialog->show();
     return dialog;
 }

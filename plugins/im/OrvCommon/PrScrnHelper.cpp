@@ -8,11 +8,13 @@
 #include <QApplication>
 #include <QClipboard>
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QGuiApplication>
 #include <QImage>
 #include <QScreen>
 #include <QStandardPaths>
+#include <QTemporaryFile>
 #include <QTimer>
 
 PrScrnHelper *PrScrnHelper::s_instance = nullptr;
@@ -209,11 +211,32 @@ void PrScrnHelper::readOutput()
 void PrScrnHelper::start(const QSize &size, bool isAutoCapture, bool isShowModal, const QObject *receiver,
                          const char *member, bool hasHideClassroomButton)
 {
-    if (m_capturing)
+    if (!begin(size, isAutoCapture, isShowModal, hasHideClassroomButton))
         return;
+    if (receiver && member)
+        m_receiverConnection = connect(this, SIGNAL(signalFinished(QPixmap)), receiver, member, Qt::QueuedConnection);
+    run();
+}
+
+bool PrScrnHelper::takePicture(const QObject *context, std::function<void(QPixmap)> done, const QSize &size,
+                               bool isAutoCapture, bool isShowModal)
+{
+    if (!begin(size, isAutoCapture, isShowModal, false))
+        return false;
+    if (done)
+        m_receiverConnection = connect(this, &PrScrnHelper::signalFinished, context ? context : this,
+                                       [done](const QPixmap &picture) { done(picture); }, Qt::QueuedConnection);
+    run();
+    return true;
+}
+
+bool PrScrnHelper::begin(const QSize &size, bool isAutoCapture, bool isShowModal, bool hasHideClassroomButton)
+{
+    if (m_capturing)
+        return false;
     if (ScreenShot::ScreenshotWidget::isCapturing()) {
         qCWarning(lcScreenshot) << "screenshot already open elsewhere; start ignored";
-        return;
+        return false;
     }
     m_capturing = true;
     m_handedOff = false;
@@ -221,9 +244,14 @@ void PrScrnHelper::start(const QSize &size, bool isAutoCapture, bool isShowModal
     m_isAutoCapture = isAutoCapture;
     m_isShowModal = isShowModal;
     m_hasHideClassroomButton = hasHideClassroomButton;
-    if (receiver && member)
-        m_receiverConnection = connect(this, SIGNAL(signalFinished(QPixmap)), receiver, member, Qt::QueuedConnection);
+    return true;
+}
 
+void PrScrnHelper::run()
+{
+    const QSize size = m_size;
+    const bool isAutoCapture = m_isAutoCapture;
+    const bool hasHideClassroomButton = m_hasHideClassroomButton;
     if (isHelperRunning()) {
         m_inHelper = true;
         const QByteArray line = QStringLiteral("start:%1|%2|%3|%4\n")
@@ -326,11 +354,12 @@ void PrScrnHelper::finished(int exitCode)
         endCapture();
         break;
     case ScreenShot::ScreenshotWidget::OperateShare:
-    case ScreenShot::ScreenshotWidget::OperateSaveToCloud:
+    case ScreenShot::ScreenshotWidget::OperateSaveToCloud: {
+        const QString copy = keepCopy(path);
         if (exitCode == ScreenShot::ScreenshotWidget::OperateShare)
-            Q_EMIT shareToChat(path, nullptr);
+            Q_EMIT shareToChat(copy, nullptr);
         else
-            Q_EMIT saveToCloud(path, nullptr);
+            Q_EMIT saveToCloud(copy, nullptr);
         // The target chooser must not open under the overlay: the capture ends here.
         m_handedOff = true;
         if (m_inHelper) {
@@ -340,6 +369,7 @@ void PrScrnHelper::finished(int exitCode)
             ScreenShot::ScreenshotWidget::cancelAll();
         }
         break;
+    }
     case ScreenShot::ScreenshotWidget::OperateHide:
         endCapture();
         Q_EMIT screenshot();
@@ -350,4 +380,25 @@ void PrScrnHelper::finished(int exitCode)
         endCapture();
         break;
     }
+}
+
+QString PrScrnHelper::keepCopy(const QString &path)
+{
+    QFile source(path);
+    if (!source.open(QIODevice::ReadOnly)) {
+        // Nothing to copy; whoever takes it over says what is missing.
+        qCWarning(lcScreenshot) << "no picture to hand over in" << path << source.errorString();
+        return path;
+    }
+    QTemporaryFile copy(QDir(QDir::tempPath()).filePath(QStringLiteral("prScrnImage-XXXXXX.jpg")));
+    copy.setAutoRemove(false);
+    const QByteArray bytes = source.readAll();
+    if (!copy.open() || copy.write(bytes) != bytes.size() || !copy.flush()) {
+        qCWarning(lcScreenshot) << "cannot copy" << path << "to" << copy.fileName() << copy.errorString()
+                                << "; handing over the capture's own file";
+        copy.remove();
+        return path;
+    }
+    qCInfo(lcScreenshot) << "screenshot handed over as" << copy.fileName();
+    return copy.fileName();
 }

@@ -6,6 +6,7 @@
 #include <QPointer>
 #include <QProcess>
 #include <QSize>
+#include <functional>
 
 class QScreen;
 class QWidget;
@@ -19,8 +20,10 @@ class QWidget;
  *  - copied (0): ok(clipboard picture) when the clipboard holds one, then signalFinished(picture
  *    from the temporary file, or the clipboard's when the file cannot be read);
  *  - cancelled (1): cancel(), then signalFinished(null);
- *  - share (2) / save to the cloud disk (4): shareToChat() / saveToCloud() with the temporary
- *    file; the capture then closes and the receiver gets signalFinished(null);
+ *  - share (2) / save to the cloud disk (4): shareToChat() / saveToCloud() with a copy of the
+ *    temporary file of its own ("prScrnImage-XXXXXX.jpg" in the temporary folder), which the
+ *    next capture cannot overwrite while it is being sent; the capture then closes and the
+ *    receiver gets signalFinished(null);
  *  - hide the classroom (5): screenshot(); the owner hides the classroom and starts again;
  *  - any other code of a helper: logged, signalFinished(null).
  *
@@ -47,6 +50,11 @@ public:
 
     void start(const QSize &size, bool isAutoCapture, bool isShowModal, const QObject *receiver, const char *member,
                bool hasHideClassroomButton = false);
+    /// start() for a caller that wants the picture in a function: done runs once, queued and while
+    /// context lives, with the picture (null unless copied). False when a capture is under way;
+    /// done is not called then.
+    bool takePicture(const QObject *context, std::function<void(QPixmap)> done, const QSize &size = QSize(),
+                     bool isAutoCapture = true, bool isShowModal = false);
     /// Waits up to 30 s for the helper to end, then stops it.
     void stop();
     bool isCapturing() const { return m_capturing; }
@@ -84,6 +92,10 @@ private:
     void watchScreen(QScreen *screen);
     void onProcessFinished(int exitCode, QProcess::ExitStatus status);
     void readOutput();
+    bool begin(const QSize &size, bool isAutoCapture, bool isShowModal, bool hasHideClassroomButton);
+    void run();
+    /// A copy of the capture's file for a share or an upload that outlives the next capture.
+    static QString keepCopy(const QString &path);
     /// The capture is over: the receiver's connection goes, the helper is made ready again.
     void endCapture();
 

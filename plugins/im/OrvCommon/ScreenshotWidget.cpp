@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "ScreenshotWidget.h"
+#include "ArrowPopup.h"
 #include "CaptureHelper.h"
+#include "ImageSelectionEditor.h"
 #include "orvcommon_logging.h"
 
 #include "orvlang.h"
@@ -42,7 +44,12 @@ bool ScreenshotWidget::_isEnableHdpi = false;
 namespace {
 
 bool s_hdpiChosen = false;
-SelectionEditorFactory s_editorFactory;
+
+SelectionEditor *makeImageSelectionEditor(QWidget *overlay)
+{
+    return new ImageSelectionEditor(overlay);
+}
+SelectionEditorFactory s_editorFactory = makeImageSelectionEditor;
 
 // #AARRGGBB
 const QColor FrameGrey(QStringLiteral("#FFB0B0B0"));
@@ -223,6 +230,11 @@ QString ScreenshotWidget::tempImagePath()
 void ScreenshotWidget::setSelectionEditorFactory(SelectionEditorFactory factory)
 {
     s_editorFactory = std::move(factory);
+}
+
+SelectionEditorFactory ScreenshotWidget::defaultSelectionEditorFactory()
+{
+    return makeImageSelectionEditor;
 }
 
 // ---- one overlay --------------------------------------------------------------------------
@@ -737,6 +749,8 @@ void ScreenshotWidget::initToolBar()
     QToolButton *text = button("textBtn", "ID_TextBox_tool", "sc_text", true);
     QToolButton *loadImage = button("m_loadImageBtn", "ID_LoadImage", "sc_loadimage", false);
     QToolButton *remove = button("m_deleteBtn", "ID_Delete", "sc_delete", false);
+    QToolButton *undo = button("m_undoBtn", "ID_Undo", "sc_undo", false);
+    QToolButton *redo = button("m_redoBtn", "ID_Redo", "sc_redo", false);
     separator();
     QToolButton *share = button("btnShare", "ID_Share", "sc_share", false);
     QToolButton *saveButton = button("btnSave", "ID_SAVE", "sc_save", false);
@@ -754,6 +768,8 @@ void ScreenshotWidget::initToolBar()
     connect(text, &QToolButton::clicked, this, &ScreenshotWidget::textBtnSlot);
     connect(loadImage, &QToolButton::clicked, this, &ScreenshotWidget::loadImageBtnSlot);
     connect(remove, &QToolButton::clicked, this, &ScreenshotWidget::deleteBtnSlot);
+    connect(undo, &QToolButton::clicked, this, &ScreenshotWidget::undoBtnSlot);
+    connect(redo, &QToolButton::clicked, this, &ScreenshotWidget::redoBtnSlot);
     connect(share, &QToolButton::clicked, this, &ScreenshotWidget::onShare);
     connect(saveButton, &QToolButton::clicked, this, &ScreenshotWidget::onSave);
     connect(cloud, &QToolButton::clicked, this, &ScreenshotWidget::onSaveToCloud);
@@ -771,6 +787,7 @@ void ScreenshotWidget::showToolBar()
     const bool haveEditor = bool(s_editorFactory);
     for (QAbstractButton *b : qAsConst(m_editorButtons))
         b->setEnabled(haveEditor);
+    syncEditorButtons();
     m_toolBar->show();
     m_toolBar->raise();
     adjustBoxPos();
@@ -794,6 +811,7 @@ bool ScreenshotWidget::ensureEditor()
         return false;
     }
     m_editor->setPicture(picture);
+    m_editor->setChangeHandler([this] { onEditorChanged(); });
     QWidget *view = m_editor->view();
     view->setParent(this);
     view->setObjectName(QStringLiteral("imageViewer"));
@@ -801,7 +819,45 @@ bool ScreenshotWidget::ensureEditor()
     view->show();
     if (m_toolBar)
         m_toolBar->raise();
+    syncEditorButtons();
     return true;
+}
+
+void ScreenshotWidget::markEdited()
+{
+    if (m_edited)
+        return;
+    m_edited = true;
+    // The handles go, the border moves out around the editor's view.
+    const QRect band = RubberBand::instance()->rect();
+    if (ownsBand() && band.isValid())
+        refresh(toWidget(band).adjusted(-8, -8, 8, 8));
+}
+
+void ScreenshotWidget::onEditorChanged()
+{
+    markEdited();
+    syncEditorButtons();
+}
+
+void ScreenshotWidget::syncEditorButtons()
+{
+    if (!m_toolBar)
+        return;
+    for (const char *name : {"m_undoBtn", "m_redoBtn"}) {
+        if (QAbstractButton *b = toolButton(name))
+            b->setEnabled(m_editor && (qstrcmp(name, "m_undoBtn") == 0 ? m_editor->canUndo() : m_editor->canRedo()));
+    }
+    if (!m_editor)
+        return;
+    // The editor may change tools by itself (a pasted picture is left selected).
+    static const char *const buttons[] = {"m_selectBtn", "penBtn", "eraserBtn", "textBtn"};
+    const SelectionEditor::Tool tool = m_editor->currentTool();
+    QAbstractButton *current = tool == SelectionEditor::None ? nullptr : toolButton(buttons[tool]);
+    if (current && !current->isChecked())
+        current->setChecked(true);
+    if (m_settingsButton && m_settingsButton != current)
+        boxHide();
 }
 
 QAbstractButton *ScreenshotWidget::toolButton(const char *name) const
@@ -819,7 +875,7 @@ void ScreenshotWidget::useTool(SelectionEditor::Tool tool, QAbstractButton *butt
         button->setChecked(false);
         return;
     }
-    m_edited = true;
+    markEdited();
     button->setChecked(true);
     m_editor->setTool(tool);
     QWidget *box = m_editor->settingsBox(tool);
@@ -860,7 +916,7 @@ void ScreenshotWidget::eraserSateChange(int type)
 {
     if (!m_editor)
         return;
-    m_edited = true;
+    markEdited();
     m_editor->setEraserType(type);
 }
 
@@ -868,7 +924,7 @@ void ScreenshotWidget::onTextFontSizeSettingChanged()
 {
     if (!m_editor)
         return;
-    m_edited = true;
+    markEdited();
     m_editor->applyTextFontSize();
 }
 
@@ -876,8 +932,26 @@ void ScreenshotWidget::deleteBtnSlot()
 {
     if (!ensureEditor())
         return;
-    m_edited = true;
+    markEdited();
     m_editor->deleteSelected();
+}
+
+void ScreenshotWidget::undoBtnSlot()
+{
+    if (!m_editor)
+        return;
+    markEdited();
+    m_editor->undo();
+    syncEditorButtons();
+}
+
+void ScreenshotWidget::redoBtnSlot()
+{
+    if (!m_editor)
+        return;
+    markEdited();
+    m_editor->redo();
+    syncEditorButtons();
 }
 
 void ScreenshotWidget::loadImageBtnSlot()
@@ -885,7 +959,7 @@ void ScreenshotWidget::loadImageBtnSlot()
     // The selection goes into the editor first; the picture is pasted onto it.
     if (!ensureEditor())
         return;
-    m_edited = true;
+    markEdited();
     boxHide();
     m_editor->loadImage();
 }
@@ -925,18 +999,39 @@ void ScreenshotWidget::adjustBoxPos()
     m_toolBar->move(x, y);
 
     if (m_settingsBox && m_settingsBox->isVisible()) {
-        m_settingsBox->adjustSize();
-        const QSize size = m_settingsBox->size();
+        auto *arrowBox = qobject_cast<ArrowPopup *>(m_settingsBox.data());
         const QRect bar2 = m_toolBar->geometry();
-        int bx = m_settingsButton ? m_toolBar->mapTo(this, m_settingsButton->geometry().topLeft()).x() : bar2.left();
-        int by = below ? bar2.bottom() + 1 + BoxGap : bar2.top() - BoxGap - size.height();
-        if (by < area.top() || by + size.height() - 1 > area.bottom())
-            by = below ? bar2.top() - BoxGap - size.height() : bar2.bottom() + 1 + BoxGap;
+        auto sizeWith = [this, arrowBox](Qt::ArrowType arrow) {
+            if (arrowBox)
+                arrowBox->setArrowType(arrow);
+            m_settingsBox->adjustSize();
+            return m_settingsBox->size();
+        };
+        // On the band's side of the tool bar where it fits, else on the other.
+        bool boxBelow = below;
+        QSize size = sizeWith(boxBelow ? Qt::UpArrow : Qt::DownArrow);
+        int by = boxBelow ? bar2.bottom() + 1 + BoxGap : bar2.top() - BoxGap - size.height();
+        if (by < area.top() || by + size.height() - 1 > area.bottom()) {
+            boxBelow = !boxBelow;
+            size = sizeWith(boxBelow ? Qt::UpArrow : Qt::DownArrow);
+            by = boxBelow ? bar2.bottom() + 1 + BoxGap : bar2.top() - BoxGap - size.height();
+        }
+        const QRect button = m_settingsButton ? QRect(m_toolBar->mapTo(this, m_settingsButton->geometry().topLeft()),
+                                                      m_settingsButton->size())
+                                              : QRect(bar2.topLeft(), QSize(32, 32));
+        int bx = button.center().x() - size.width() / 2;
         bx = std::clamp(bx, area.left(), std::max(area.left(), area.right() + 1 - size.width()));
         by = std::clamp(by, area.top(), std::max(area.top(), area.bottom() + 1 - size.height()));
         m_settingsBox->move(bx, by);
+        if (arrowBox)
+            arrowBox->setArrowOffset(button.center().x() - bx);
         m_settingsBox->raise();
     }
+}
+
+QWidget *ScreenshotWidget::settingsBox() const
+{
+    return m_settingsBox && m_settingsBox->isVisible() ? m_settingsBox.data() : nullptr;
 }
 
 void ScreenshotWidget::boxHide()
@@ -1044,7 +1139,8 @@ bool ScreenshotWidget::eventFilter(QObject *watched, QEvent *event)
     if (event->type() == QEvent::KeyPress && static_cast<QKeyEvent *>(event)->key() == Qt::Key_Escape) {
         const bool mine = watched == this || watched == windowHandle()
             || (watched->isWidgetType() && isAncestorOf(static_cast<QWidget *>(watched)));
-        if (mine) {
+        // Escape first ends the text being typed, as in the editor.
+        if (mine && !(m_editor && m_editor->isTypingText())) {
             quit();
             return true;
         }
@@ -1070,6 +1166,9 @@ void ScreenshotWidget::mousePressEvent(QMouseEvent *event)
         return;
     RubberBand *band = RubberBand::instance();
     const QPoint global = event->globalPos();
+    // The screen worked on takes the keyboard, also where no window manager gives it.
+    if (!isActiveWindow())
+        activateWindow();
     updateHover(global);
     if (band->state() == RubberBand::StateNone) {
         m_pressPoint = global;
@@ -1351,7 +1450,12 @@ void ScreenshotWidget::paintBand(QPainter &painter)
     if (!outline.isValid())
         return;
     const QRect local = toWidget(outline);
-    if (ownsBand() && band->isValid()) {
+    if (ownsBand() && band->isValid() && m_editor) {
+        // The editor's view covers the band: the border goes round it.
+        painter.setPen(QPen(BandGreen, 1));
+        painter.setBrush(Qt::NoBrush);
+        painter.drawRect(local.adjusted(-1, -1, 0, 0));
+    } else if (ownsBand() && band->isValid()) {
         painter.save();
         painter.setClipRegion(band->borderRegion().translated(-m_area.topLeft()));
         painter.fillRect(local, BandGreen);

@@ -66,9 +66,10 @@ public:
     static void cancelAll();
     /// "prScrnImage.jpg" in the system's temporary folder.
     static QString tempImagePath();
-    /// How the tool bar's drawing tools reach the picture editor; without a factory they are
-    /// shown disabled.
+    /// How the tool bar's drawing tools reach the picture editor: the picture editor's view and
+    /// tools (ImageSelectionEditor) unless set. An empty factory leaves them disabled.
     static void setSelectionEditorFactory(SelectionEditorFactory factory);
+    static SelectionEditorFactory defaultSelectionEditorFactory();
 
     explicit ScreenshotWidget(QWidget *parent = nullptr);
     ~ScreenshotWidget() override;
@@ -98,6 +99,10 @@ public:
     QRect snappedRect() const;
     bool isEdited() const { return m_edited; }
     QWidget *toolBar() const { return m_toolBar; }
+    /// What draws on the selection once a tool was used; null before.
+    SelectionEditor *selectionEditor() const { return m_editor.get(); }
+    /// The settings box shown next to the tool bar, null when none.
+    QWidget *settingsBox() const;
     /// The start-up buttons, in widget coordinates; null when not offered.
     QRect hideButtonRect() const;
     QRect cancelButtonRect() const;
@@ -129,6 +134,8 @@ public Q_SLOTS:
     void onSaveToCloud();
     void onSaveImage(QString fileName);
     void save();
+    void undoBtnSlot();
+    void redoBtnSlot();
 
 protected:
     bool event(QEvent *event) override;
@@ -178,6 +185,11 @@ private:
     QAbstractButton *toolButton(const char *name) const;
     void useTool(SelectionEditor::Tool tool, QAbstractButton *button);
     bool ensureEditor();
+    /// Drawn on: the band stays where it is.
+    void markEdited();
+    /// The editor changed something: drawings, undo, its tool.
+    void onEditorChanged();
+    void syncEditorButtons();
 
     static int _operateType;
     static int _numCapturing;

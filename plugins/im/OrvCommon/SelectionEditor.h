@@ -10,14 +10,15 @@ namespace ScreenShot {
 
 /**
  * The picture editor as the capture overlay's tool bar drives it: a view that lies over the
- * selection and draws on it with the editor's tools. The overlay creates one through the factory
- * set with ScreenshotWidget::setSelectionEditorFactory() when a tool is first used, hands it the
+ * selection and draws on it with the editor's tools. The overlay creates one through its
+ * factory (ImageSelectionEditor unless a host set another with
+ * ScreenshotWidget::setSelectionEditorFactory()) when a tool is first used, hands it the
  * selected pixels and, when the selection is taken, asks it for the picture with its drawings.
  */
 class SelectionEditor
 {
 public:
-    enum Tool { Select, Pen, Eraser, Text };
+    enum Tool { Select, Pen, Eraser, Text, None };
 
     virtual ~SelectionEditor() = default;
 
@@ -38,6 +39,17 @@ public:
     virtual void loadImage() = 0;
     /// The selection with everything drawn on it, at full resolution.
     virtual QPixmap render() const = 0;
+
+    virtual void undo() {}
+    virtual void redo() {}
+    virtual bool canUndo() const { return false; }
+    virtual bool canRedo() const { return false; }
+    /// The tool in hand; it may change by itself (a pasted picture is left selected).
+    virtual Tool currentTool() const { return None; }
+    /// Text is being typed: keys (Escape too) belong to the text box.
+    virtual bool isTypingText() const { return false; }
+    /// Called after every change of the drawings, of what can be undone and of the tool.
+    virtual void setChangeHandler(std::function<void()> handler) { Q_UNUSED(handler) }
 };
 
 using SelectionEditorFactory = std::function<SelectionEditor *(QWidget *overlay)>;

@@ -4,6 +4,8 @@
 #include "ArrowPopup.h"
 #include "EditTool.h"
 #include "ImageGraphicsView.h"
+#include "PrScrnHelper.h"
+#include "ScreenshotWidget.h"
 #include "ShareToChatTool.h"
 #include "imagepreviewmenu.h"
 #include "imsignalobject.h"
@@ -59,10 +61,30 @@ QString timeStamp()
     return QDateTime::currentDateTime().toString(QStringLiteral("yyyyMMddhhmmss"));
 }
 
+// The screen capture overlay, through the print-screen helper like every screenshot of the client.
+void shootWithTheCaptureOverlay(bool hideWindows, QWidget *editor, std::function<void(QPixmap)> done)
+{
+    Q_UNUSED(hideWindows) // the client's windows hide on hideImOnScreenshot
+    if (PrScrnHelper::instance().isCapturing() || ScreenShot::ScreenshotWidget::isCapturing()) {
+        qCWarning(lcOrvCommon) << "ImageEditor: a screenshot is already under way";
+        QTimer::singleShot(0, qApp, [done] { done(QPixmap()); });
+        return;
+    }
+    // The editor steps aside so that what lies under it can be taken.
+    if (editor)
+        editor->window()->hide();
+    QTimer::singleShot(GrabDelayMs, qApp, [done] {
+        if (!PrScrnHelper::instance().takePicture(qApp, done)) {
+            qCWarning(lcOrvCommon) << "ImageEditor: the screenshot could not start";
+            done(QPixmap());
+        }
+    });
+}
+
 } // namespace
 
 ImageEditor *ImageEditor::s_instance = nullptr;
-ImageEditor::ScreenshotProvider ImageEditor::s_screenshotProvider;
+ImageEditor::ScreenshotProvider ImageEditor::s_screenshotProvider = shootWithTheCaptureOverlay;
 
 QPointer<ImageEditor> ImageEditor::instance()
 {
@@ -80,6 +102,11 @@ void ImageEditor::release()
 void ImageEditor::setScreenshotProvider(ScreenshotProvider provider)
 {
     s_screenshotProvider = std::move(provider);
+}
+
+ImageEditor::ScreenshotProvider ImageEditor::defaultScreenshotProvider()
+{
+    return shootWithTheCaptureOverlay;
 }
 
 QString ImageEditor::moleNameFor(const QString &path)
@@ -714,11 +741,12 @@ void ImageEditor::startShot(bool hideWindows)
     m_editTool->hideBoxes();
     QPointer<ImageEditor> self(this);
     auto done = [self, hideWindows](QPixmap shot) {
+        // The client comes back also when the editor went meanwhile.
+        if (hideWindows)
+            Q_EMIT ImSignalObject::instance()->hideImOnScreenshot(false);
         if (!self)
             return;
         self->m_shooting = false;
-        if (hideWindows)
-            Q_EMIT ImSignalObject::instance()->hideImOnScreenshot(false);
         self->showNormal();
         self->raise();
         self->activateWindow();

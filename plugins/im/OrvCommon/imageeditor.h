@@ -43,9 +43,11 @@ public:
 
     static QPointer<ImageEditor> instance();
     static void release();
-    /// How screenshots are taken (the screen capture when the host has it); without one, the
+    /// How screenshots are taken: by default the screen capture overlay through PrScrnHelper
+    /// (defaultScreenshotProvider()), the editor hidden meanwhile. With an empty provider the
     /// screen under the editor is grabbed whole.
     static void setScreenshotProvider(ScreenshotProvider provider);
+    static ScreenshotProvider defaultScreenshotProvider();
 
     /// Opens pixmap (read from path when null) in the editor, fitted, with the pen chosen.
     /// fromClassroom is reported with the editor's events.
