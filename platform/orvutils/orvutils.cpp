@@ -171,6 +171,12 @@ QImage loadJpeg(const uchar *data, qsizetype size, const QSize &bound, bool auto
         return fail(&out, jpeg.errorString());
     }
     if (!jpeg.isSupported()) {
+        // Qt's decoder has no memory limit: a progressive file keeps all its coefficients.
+        const QSize stored = jpeg.storedSize();
+        if (jpeg.isProgressive() && qint64(stored.width()) * stored.height() * 4 * 2 > OrvJpegDecoder::MaxMemory) {
+            qCWarning(lcOrvUtils) << "picture too large to decode:" << name << stored;
+            return fail(&out, QStringLiteral("too large"));
+        }
         *handled = false;
         return QImage();
     }

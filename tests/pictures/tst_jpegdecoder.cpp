@@ -54,7 +54,7 @@ extern "C" void cmykError(j_common_ptr cinfo)
 }
 
 // A CMYK JPEG as Adobe's programs write it (inverted values, Adobe marker) of one colour.
-QByteArray cmykJpeg(const QSize &size, const uchar cmyk[4])
+QByteArray cmykJpeg(const QSize &size, const uchar cmyk[4], bool progressive = false)
 {
     jpeg_compress_struct cinfo;
     CmykError jerr;
@@ -74,6 +74,8 @@ QByteArray cmykJpeg(const QSize &size, const uchar cmyk[4])
     cinfo.in_color_space = JCS_CMYK;
     jpeg_set_defaults(&cinfo);
     jpeg_set_quality(&cinfo, 95, TRUE);
+    if (progressive)
+        jpeg_simple_progression(&cinfo);
     jpeg_start_compress(&cinfo, TRUE);
     QByteArray row;
     for (int x = 0; x < size.width(); ++x)
@@ -311,6 +313,16 @@ private Q_SLOTS:
         QVERIFY2(pixel.red() > 240 && pixel.green() < 15 && pixel.blue() < 15, qPrintable(pixel.name()));
         QTest::ignoreMessage(QtWarningMsg, QRegularExpression("truncated or damaged JPEG"));
         QVERIFY(OrvUtils::loadImageFromData(cmyk.left(cmyk.size() - 10)).isNull());
+
+        // Qt's decoder has no memory limit of its own: a progressive CMYK bomb stops before it.
+        QByteArray bomb = cmykJpeg({16, 16}, red, true);
+        const int sof = bomb.indexOf(QByteArray("\xFF\xC2", 2));
+        QVERIFY(sof > 0);
+        qToBigEndian<quint16>(30000, bomb.data() + sof + 5);
+        qToBigEndian<quint16>(30000, bomb.data() + sof + 7);
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression("too large to decode"));
+        QVERIFY(OrvUtils::loadImageFromData(bomb, QSize(1000, 1000), true, &info).isNull());
+        QCOMPARE(info.error, QStringLiteral("too large"));
     }
 
 private:
