@@ -14,9 +14,25 @@
 #include <QtEndian>
 #include <QtMath>
 
+#include <csetjmp>
+#include <cstdio>
+#include <cstdlib>
+#include <jpeglib.h>
+
 namespace ImageSamples {
 
 namespace {
+
+struct SampleJpegError
+{
+    jpeg_error_mgr pub;
+    std::jmp_buf jump;
+};
+
+extern "C" void sampleJpegError(j_common_ptr cinfo)
+{
+    std::longjmp(reinterpret_cast<SampleJpegError *>(cinfo->err)->jump, 1);
+}
 
 quint32 next(quint32 &state)
 {
@@ -128,31 +144,74 @@ QByteArray encode(const QImage &image, const char *format, int quality)
     return bytes;
 }
 
-QByteArray withExifOrientation(const QByteArray &jpeg, int orientation)
+QByteArray encodeJpeg(const QImage &image, const JpegLayout &layout)
+{
+    if (image.isNull())
+        return QByteArray();
+    const QImage source = layout.grey ? image.convertToFormat(QImage::Format_Grayscale8)
+                                      : image.convertToFormat(QImage::Format_RGB32);
+    jpeg_compress_struct cinfo;
+    SampleJpegError jerr;
+    unsigned char *buffer = nullptr;
+    unsigned long size = 0;
+    cinfo.err = jpeg_std_error(&jerr.pub);
+    jerr.pub.error_exit = sampleJpegError;
+    jpeg_create_compress(&cinfo);
+    if (setjmp(jerr.jump)) {
+        jpeg_destroy_compress(&cinfo);
+        free(buffer);
+        return QByteArray();
+    }
+    jpeg_mem_dest(&cinfo, &buffer, &size);
+    cinfo.image_width = JDIMENSION(source.width());
+    cinfo.image_height = JDIMENSION(source.height());
+    cinfo.input_components = layout.grey ? 1 : 4;
+#if Q_BYTE_ORDER == Q_LITTLE_ENDIAN
+    cinfo.in_color_space = layout.grey ? JCS_GRAYSCALE : JCS_EXT_BGRX;
+#else
+    cinfo.in_color_space = layout.grey ? JCS_GRAYSCALE : JCS_EXT_XRGB;
+#endif
+    jpeg_set_defaults(&cinfo);
+    jpeg_set_quality(&cinfo, layout.quality, TRUE);
+    if (!layout.grey) {
+        cinfo.comp_info[0].h_samp_factor = layout.chroma == JpegLayout::Yuv444 ? 1 : 2;
+        cinfo.comp_info[0].v_samp_factor = layout.chroma == JpegLayout::Yuv420 ? 2 : 1;
+    }
+    cinfo.restart_in_rows = layout.restartRows;
+    if (!layout.restartRows)
+        cinfo.restart_interval = unsigned(layout.restartMcus);
+    if (layout.progressive)
+        jpeg_simple_progression(&cinfo);
+    jpeg_start_compress(&cinfo, TRUE);
+    while (cinfo.next_scanline < cinfo.image_height) {
+        JSAMPROW row = const_cast<JSAMPROW>(source.constScanLine(int(cinfo.next_scanline)));
+        jpeg_write_scanlines(&cinfo, &row, 1);
+    }
+    jpeg_finish_compress(&cinfo);
+    jpeg_destroy_compress(&cinfo);
+    const QByteArray out(reinterpret_cast<const char *>(buffer), int(size));
+    free(buffer);
+    return out;
+}
+
+QByteArray withExifOrientation(const QByteArray &jpeg, int orientation, bool bigEndian)
 {
     if (jpeg.size() < 2 || uchar(jpeg[0]) != 0xFF || uchar(jpeg[1]) != 0xD8)
         return QByteArray();
-    // TIFF header (little endian), one IFD with one SHORT entry: 0x0112 Orientation.
-    QByteArray tiff;
-    tiff.append("II", 2);
+    // TIFF header, one IFD with one SHORT entry: 0x0112 Orientation.
     char buf[4];
-    qToLittleEndian<quint16>(42, buf);
-    tiff.append(buf, 2);
-    qToLittleEndian<quint32>(8, buf);
-    tiff.append(buf, 4);
-    qToLittleEndian<quint16>(1, buf);
-    tiff.append(buf, 2);
-    qToLittleEndian<quint16>(0x0112, buf);
-    tiff.append(buf, 2);
-    qToLittleEndian<quint16>(3, buf);
-    tiff.append(buf, 2);
-    qToLittleEndian<quint32>(1, buf);
-    tiff.append(buf, 4);
-    qToLittleEndian<quint16>(quint16(orientation), buf);
-    tiff.append(buf, 2);
-    tiff.append(2, '\0');
-    qToLittleEndian<quint32>(0, buf);
-    tiff.append(buf, 4);
+    auto u16 = [&](quint16 v) {
+        bigEndian ? qToBigEndian<quint16>(v, buf) : qToLittleEndian<quint16>(v, buf);
+        return QByteArray(buf, 2);
+    };
+    auto u32 = [&](quint32 v) {
+        bigEndian ? qToBigEndian<quint32>(v, buf) : qToLittleEndian<quint32>(v, buf);
+        return QByteArray(buf, 4);
+    };
+    QByteArray tiff(bigEndian ? "MM" : "II", 2);
+    tiff += u16(42) + u32(8) + u16(1);
+    tiff += u16(0x0112) + u16(3) + u32(1) + u16(quint16(orientation)) + QByteArray(2, '\0');
+    tiff += u32(0);
 
     QByteArray segment("\xFF\xE1", 2);
     const QByteArray body = QByteArray("Exif\0\0", 6) + tiff;

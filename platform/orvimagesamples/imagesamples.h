@@ -26,8 +26,23 @@ QColor quadrantColor(int quadrant);
 /// writer for it is installed or encoding failed.
 QByteArray encode(const QImage &image, const char *format, int quality = 90);
 
-/// The JPEG with an EXIF block (APP1) that holds only the orientation tag (1 to 8).
-QByteArray withExifOrientation(const QByteArray &jpeg, int orientation);
+/// How encodeJpeg() lays a JPEG out, as cameras and editors choose differently.
+struct JpegLayout
+{
+    int quality = 90;
+    int restartRows = 0;          ///< restart marker every n MCU rows; 0 for none
+    int restartMcus = 0;          ///< or every n MCUs (when restartRows is 0)
+    enum Chroma { Yuv420, Yuv422, Yuv444 } chroma = Yuv420;
+    bool progressive = false;
+    bool grey = false;
+};
+
+/// The image as a JPEG written by libjpeg with that layout; empty on failure.
+QByteArray encodeJpeg(const QImage &image, const JpegLayout &layout);
+
+/// The JPEG with an EXIF block (APP1) that holds only the orientation tag (1 to 8), in Intel or
+/// Motorola byte order.
+QByteArray withExifOrientation(const QByteArray &jpeg, int orientation, bool bigEndian = false);
 
 /// Whether a writer and a reader for the format are installed (HEIF and AVIF depend on the plug-ins).
 bool canWriteAndRead(const char *format);

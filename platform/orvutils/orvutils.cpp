@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "orvutils.h"
+#include "orvjpegdecoder.h"
 #include "orvlang.h"
 #include "orvsettings.h"
 #include "orvutils_logging.h"
@@ -12,6 +13,7 @@
 #include <QStandardPaths>
 #include <QTransform>
 #include <QUrl>
+#include <QtMath>
 
 #include <cstring>
 #include <limits>
@@ -119,17 +121,120 @@ QSize OrvUtils::boundedSize(const QSize &size, const QSize &bound)
     return s.expandedTo(QSize(1, 1));
 }
 
-QImage OrvUtils::loadImageFromDevice(QIODevice *device, const QSize &bound, bool autoTransform, DecodeInfo *info)
-{
-    DecodeInfo local;
-    DecodeInfo &out = info ? *info : local;
-    out = DecodeInfo();
+namespace {
 
+// The file's bytes, mapped when the file system allows it (nothing is copied), else read.
+struct FileBytes
+{
+    QFile file;
+    QByteArray read;
+    const uchar *data = nullptr;
+    qsizetype size = 0;
+
+    bool open(const QString &path)
+    {
+        file.setFileName(path);
+        if (!file.open(QIODevice::ReadOnly))
+            return false;
+        const qint64 length = file.size();
+        if (length <= 0 || length >= qint64(std::numeric_limits<int>::max()))
+            return true; // empty, or too long for one buffer: read as a stream
+        if (uchar *mapped = file.map(0, length)) {
+            data = mapped;
+            size = qsizetype(length);
+            return true;
+        }
+        read = file.readAll();
+        data = reinterpret_cast<const uchar *>(read.constData());
+        size = read.size();
+        return true;
+    }
+};
+
+// The stored-size bound for a bound on the picture as shown.
+QSize storedBound(const QSize &bound, QImageIOHandler::Transformations orientation)
+{
+    return swapsSides(orientation) ? bound.transposed() : bound;
+}
+
+/*
+ * A JPEG straight through libjpeg. *handled is false for colour models left to Qt's decoder
+ * (CMYK, YCCK); otherwise the result is final.
+ */
+QImage loadJpeg(const uchar *data, qsizetype size, const QSize &bound, bool autoTransform, OrvUtils::DecodeInfo &out,
+                const QString &name, bool *handled)
+{
+    *handled = true;
+    OrvJpegDecoder jpeg(data, size);
+    if (!jpeg.readHeader()) {
+        qCWarning(lcOrvUtils) << "cannot decode picture:" << name << jpeg.errorString();
+        return fail(&out, jpeg.errorString());
+    }
+    if (!jpeg.isSupported()) {
+        // Qt's decoder has no memory limit: a progressive file keeps all its coefficients.
+        const QSize stored = jpeg.storedSize();
+        if (jpeg.isProgressive() && qint64(stored.width()) * stored.height() * 4 * 2 > OrvJpegDecoder::MaxMemory) {
+            qCWarning(lcOrvUtils) << "picture too large to decode:" << name << stored;
+            return fail(&out, QStringLiteral("too large"));
+        }
+        *handled = false;
+        return QImage();
+    }
+    out.format = "jpeg";
+    out.storedSize = jpeg.storedSize();
+    const QImageIOHandler::Transformations orientation =
+        autoTransform ? jpeg.orientation() : QImageIOHandler::TransformationNone;
+    out.shownSize = swapsSides(orientation) ? out.storedSize.transposed() : out.storedSize;
+
+    QSize target;
+    int eighths = 8;
+    if (bound.isValid() && !bound.isEmpty()) {
+        const QSize bounded = OrvUtils::boundedSize(out.storedSize, storedBound(bound, orientation));
+        if (bounded != out.storedSize) {
+            target = bounded;
+            // The smallest of the decoder's n/8 reductions that still covers the target.
+            const double factor = qMin(double(out.storedSize.width()) / target.width(),
+                                       double(out.storedSize.height()) / target.height());
+            eighths = qBound(1, qCeil(8 / factor), 8);
+        }
+    }
+    const QSize decoded = jpeg.scaledSize(eighths);
+    if (qint64(decoded.width()) * decoded.height() > OrvUtils::MaxDecodedPixels) {
+        qCWarning(lcOrvUtils) << "picture too large to decode:" << name << out.storedSize;
+        return fail(&out, QStringLiteral("too large"));
+    }
+    QImage image = jpeg.decode(eighths);
+    out.bands = jpeg.bandCount();
+    if (image.isNull()) {
+        if (jpeg.isTruncated()) {
+            qCWarning(lcOrvUtils) << "truncated or damaged JPEG:" << name;
+            return fail(&out, QStringLiteral("truncated"));
+        }
+        if (jpeg.isTooLarge()) {
+            qCWarning(lcOrvUtils) << "picture too large to decode:" << name << out.storedSize << jpeg.errorString();
+            return fail(&out, QStringLiteral("too large"));
+        }
+        qCWarning(lcOrvUtils) << "cannot decode picture:" << name << jpeg.errorString();
+        return fail(&out, jpeg.errorString());
+    }
+    out.scaledByDecoder = eighths < 8;
+    out.decodedSize = image.size();
+    if (target.isValid() && image.size() != target)
+        image = image.scaled(target, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+    image = applyOrientation(std::move(image), orientation);
+    out.resultSize = image.size();
+    return image;
+}
+
+// Any format Qt's image plug-ins read (and JPEGs in colour models libjpeg is not asked for here).
+QImage loadWithQt(QIODevice *device, const QSize &bound, bool autoTransform, OrvUtils::DecodeInfo &out,
+                  const QString &name)
+{
     QImageReader reader(device);
     reader.setDecideFormatFromContent(true);
     reader.setAutoTransform(false); // applied below, so the decoder's own output can be told
     if (!reader.canRead()) {
-        qCWarning(lcOrvUtils) << "not a picture:" << describe(device) << reader.errorString();
+        qCWarning(lcOrvUtils) << "not a picture:" << name << reader.errorString();
         return fail(&out, QStringLiteral("not a picture"));
     }
     out.format = reader.format();
@@ -137,15 +242,14 @@ QImage OrvUtils::loadImageFromDevice(QIODevice *device, const QSize &bound, bool
     const QImageIOHandler::Transformations orientation =
         autoTransform ? reader.transformation() : QImageIOHandler::TransformationNone;
     if (out.storedSize.isValid() && out.storedSize.isEmpty()) {
-        qCWarning(lcOrvUtils) << "picture without pixels:" << describe(device) << out.storedSize;
+        qCWarning(lcOrvUtils) << "picture without pixels:" << name << out.storedSize;
         return fail(&out, QStringLiteral("empty picture"));
     }
 
     QSize target;
     const bool decoderScales = reader.supportsOption(QImageIOHandler::ScaledSize);
     if (out.storedSize.isValid() && bound.isValid() && !bound.isEmpty()) {
-        const QSize storedBound = swapsSides(orientation) ? bound.transposed() : bound;
-        const QSize bounded = boundedSize(out.storedSize, storedBound);
+        const QSize bounded = OrvUtils::boundedSize(out.storedSize, storedBound(bound, orientation));
         if (bounded != out.storedSize)
             target = bounded;
     }
@@ -162,8 +266,8 @@ QImage OrvUtils::loadImageFromDevice(QIODevice *device, const QSize &bound, bool
                 pixels = qint64(target.width()) * target.height();
             }
         }
-        if (pixels > MaxDecodedPixels) {
-            qCWarning(lcOrvUtils) << "picture too large to decode:" << describe(device) << out.storedSize;
+        if (pixels > OrvUtils::MaxDecodedPixels) {
+            qCWarning(lcOrvUtils) << "picture too large to decode:" << name << out.storedSize;
             return fail(&out, QStringLiteral("too large"));
         }
     }
@@ -179,7 +283,7 @@ QImage OrvUtils::loadImageFromDevice(QIODevice *device, const QSize &bound, bool
             device->seek(pos);
         }
         if (!complete) {
-            qCWarning(lcOrvUtils) << "truncated or damaged JPEG:" << describe(device);
+            qCWarning(lcOrvUtils) << "truncated or damaged JPEG:" << name;
             return fail(&out, QStringLiteral("truncated"));
         }
     }
@@ -190,16 +294,17 @@ QImage OrvUtils::loadImageFromDevice(QIODevice *device, const QSize &bound, bool
     }
     QImage image = reader.read();
     if (image.isNull()) {
-        qCWarning(lcOrvUtils) << "cannot decode picture:" << describe(device) << reader.errorString();
+        qCWarning(lcOrvUtils) << "cannot decode picture:" << name << reader.errorString();
         return fail(&out, reader.errorString());
     }
     out.decodedSize = image.size();
     if (!out.storedSize.isValid()) {
         // The header did not tell; the picture is in memory now, shrink it if asked.
         out.storedSize = image.size();
-        const QSize storedBound = swapsSides(orientation) ? bound.transposed() : bound;
-        target = (bound.isValid() && !bound.isEmpty()) ? boundedSize(image.size(), storedBound) : QSize();
+        target = (bound.isValid() && !bound.isEmpty()) ? OrvUtils::boundedSize(image.size(), storedBound(bound, orientation))
+                                                       : QSize();
     }
+    out.shownSize = swapsSides(orientation) ? out.storedSize.transposed() : out.storedSize;
     if (target.isValid() && image.size() != target)
         image = image.scaled(target, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
     image = applyOrientation(std::move(image), orientation);
@@ -207,27 +312,63 @@ QImage OrvUtils::loadImageFromDevice(QIODevice *device, const QSize &bound, bool
     return image;
 }
 
-QImage OrvUtils::loadImageFromPath(const QString &path, const QSize &bound, DecodeInfo *info)
+} // namespace
+
+QImage OrvUtils::loadImageFromDevice(QIODevice *device, const QSize &bound, bool autoTransform, DecodeInfo *info)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
-        qCWarning(lcOrvUtils) << "cannot open picture" << path << file.errorString();
-        return fail(info, file.errorString());
-    }
-    // Mapped, so checking a JPEG's end costs no copy.
-    const qint64 size = file.size();
-    if (size > 0 && size < qint64(std::numeric_limits<int>::max())) {
-        if (uchar *mapped = file.map(0, size)) {
-            QByteArray bytes = QByteArray::fromRawData(reinterpret_cast<const char *>(mapped), int(size));
-            QBuffer buffer(&bytes);
-            buffer.open(QIODevice::ReadOnly);
-            QImage image = loadImageFromDevice(&buffer, bound, true, info);
-            if (image.isNull())
-                qCWarning(lcOrvUtils) << "  (file" << path << ")";
-            return image;
+    DecodeInfo local;
+    DecodeInfo &out = info ? *info : local;
+    out = DecodeInfo();
+    const QString name = describe(device);
+
+    // JPEGs are decoded from memory: a buffer's bytes in place, anything else read first.
+    QByteArray held;
+    QBuffer heldBuffer;
+    const uchar *data = nullptr;
+    qsizetype size = 0;
+    if (auto *buffer = qobject_cast<QBuffer *>(device)) {
+        const qsizetype pos = qsizetype(qBound<qint64>(0, buffer->pos(), buffer->buffer().size()));
+        data = reinterpret_cast<const uchar *>(buffer->buffer().constData()) + pos;
+        size = buffer->buffer().size() - pos;
+    } else {
+        const QByteArray start = device->peek(3);
+        if (OrvJpegDecoder::looksLikeJpeg(reinterpret_cast<const uchar *>(start.constData()), start.size())) {
+            held = device->readAll();
+            data = reinterpret_cast<const uchar *>(held.constData());
+            size = held.size();
+            heldBuffer.setBuffer(&held);
+            heldBuffer.open(QIODevice::ReadOnly);
         }
     }
-    return loadImageFromDevice(&file, bound, true, info);
+    if (data && OrvJpegDecoder::looksLikeJpeg(data, size)) {
+        bool handled = false;
+        QImage image = loadJpeg(data, size, bound, autoTransform, out, name, &handled);
+        if (handled)
+            return image;
+        out = DecodeInfo();
+        if (heldBuffer.isOpen())
+            return loadWithQt(&heldBuffer, bound, autoTransform, out, name);
+    }
+    return loadWithQt(device, bound, autoTransform, out, name);
+}
+
+QImage OrvUtils::loadImageFromPath(const QString &path, const QSize &bound, DecodeInfo *info)
+{
+    FileBytes bytes;
+    if (!bytes.open(path)) {
+        qCWarning(lcOrvUtils) << "cannot open picture" << path << bytes.file.errorString();
+        return fail(info, bytes.file.errorString());
+    }
+    if (!bytes.data)
+        return loadImageFromDevice(&bytes.file, bound, true, info);
+    // Over the mapped bytes: decoders read them in place.
+    QByteArray view = QByteArray::fromRawData(reinterpret_cast<const char *>(bytes.data), int(bytes.size));
+    QBuffer buffer(&view);
+    buffer.open(QIODevice::ReadOnly);
+    QImage image = loadImageFromDevice(&buffer, bound, true, info);
+    if (image.isNull())
+        qCWarning(lcOrvUtils) << "  (file" << path << ")";
+    return image;
 }
 
 QImage OrvUtils::loadImageFromData(const QByteArray &data, const QSize &bound, bool autoTransform, DecodeInfo *info)
@@ -254,28 +395,51 @@ QPixmap OrvUtils::loadFromData(const QByteArray &data, const QSize &bound, bool 
 
 QImage OrvUtils::loadQuickPreview(const QString &path, const QSize &minSize, DecodeInfo *info)
 {
-    QImageReader probe(path);
-    probe.setDecideFormatFromContent(true);
-    if (!probe.canRead() || probe.format() != "jpeg")
+    DecodeInfo local;
+    DecodeInfo &out = info ? *info : local;
+    out = DecodeInfo();
+    // One read of the header, from the mapped file: this runs before the window's first paint.
+    FileBytes bytes;
+    if (!bytes.open(path) || !bytes.data)
         return QImage();
-    const QSize stored = probe.size();
-    if (!stored.isValid() || stored.isEmpty())
+    OrvJpegDecoder jpeg(bytes.data, bytes.size);
+    if (!jpeg.readHeader() || !jpeg.isSupported())
         return QImage();
+    out.format = "jpeg";
+    out.storedSize = jpeg.storedSize();
+    const QImageIOHandler::Transformations orientation = jpeg.orientation();
+    out.shownSize = swapsSides(orientation) ? out.storedSize.transposed() : out.storedSize;
     // The picture as large as it will show when fitted into minSize.
-    const QSize want = boundedSize(stored, swapsSides(probe.transformation()) ? minSize.transposed() : minSize);
-    for (int reduction = kMaxJpegReduction; reduction >= 2; reduction /= 2) {
-        // The decoder rounds up; asking for the rounded-down size keeps it on this reduction.
-        const QSize reduced(stored.width() / reduction, stored.height() / reduction);
-        if (reduced.isEmpty())
+    const QSize want = boundedSize(out.storedSize, storedBound(minSize, orientation));
+    for (int eighths = 1; eighths <= 4; eighths *= 2) {
+        const QSize reduced = jpeg.scaledSize(eighths);
+        if (reduced.width() < want.width() || reduced.height() < want.height())
             continue;
-        if (reduced.width() >= want.width() && reduced.height() >= want.height())
-            return loadImageFromPath(path, swapsSides(probe.transformation()) ? reduced.transposed() : reduced, info);
+        if (qint64(reduced.width()) * reduced.height() > MaxDecodedPixels)
+            return QImage();
+        QImage image = jpeg.decode(eighths);
+        out.bands = jpeg.bandCount();
+        if (image.isNull()) {
+            out.error = jpeg.errorString(); // the full load says what is wrong
+            return image;
+        }
+        out.scaledByDecoder = true;
+        out.decodedSize = image.size();
+        image = applyOrientation(std::move(image), orientation);
+        out.resultSize = image.size();
+        return image;
     }
     return QImage();
 }
 
 QSize OrvUtils::imageSize(const QString &path)
 {
+    FileBytes bytes;
+    if (bytes.open(path) && bytes.data && OrvJpegDecoder::looksLikeJpeg(bytes.data, bytes.size)) {
+        OrvJpegDecoder jpeg(bytes.data, bytes.size);
+        if (jpeg.readHeader() && jpeg.isSupported())
+            return swapsSides(jpeg.orientation()) ? jpeg.storedSize().transposed() : jpeg.storedSize();
+    }
     QImageReader reader(path);
     reader.setDecideFormatFromContent(true);
     if (!reader.canRead())

@@ -29,7 +29,9 @@ public:
         QSize storedSize;       ///< as stored in the file, before orientation
         QSize decodedSize;      ///< what the decoder delivered, before any later scaling
         QSize resultSize;       ///< the picture returned, orientation applied
+        QSize shownSize;        ///< the whole picture as it shows: stored size, orientation applied
         bool scaledByDecoder = false; ///< the decoder shrank the picture itself
+        int bands = 0;          ///< JPEG: bands decoded side by side (restart markers); 1 in one pass
         QString error;          ///< why the result is null
     };
 
@@ -52,6 +54,7 @@ public:
      * A quick stand-in for a large JPEG: the picture decoded at the smallest of the decoder's own
      * reductions (1/8, 1/4, 1/2) that still covers minSize, which costs no resampling. Null when
      * the format cannot be reduced while decoding or no reduction fits; then load the picture.
+     * info->shownSize tells the whole picture's size either way (when the header was readable).
      */
     static QImage loadQuickPreview(const QString &path, const QSize &minSize, DecodeInfo *info = nullptr);
 

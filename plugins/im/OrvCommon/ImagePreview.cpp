@@ -400,17 +400,16 @@ bool ImagePreview::showPath(const QString &path, const QString &name)
     }
 
     // A large JPEG: a reduction the decoder makes cheaply covers the window now, the bounded
-    // decode replaces it when ready.
+    // decode replaces it when ready. One read of the header decides and decodes.
     const QRect content = contentRect();
     const qreal ratio = devicePixelRatioF();
     const QSize want(qRound(content.width() * ratio), qRound(content.height() * ratio));
-    const QSize full = OrvUtils::boundedSize(OrvUtils::imageSize(path), m_MaxImageSize);
-    QImage quick;
-    if (full.isValid() && (full.width() > want.width() || full.height() > want.height()))
-        quick = OrvUtils::loadQuickPreview(path, want);
+    OrvUtils::DecodeInfo quickInfo;
+    QImage quick = want.isEmpty() ? QImage() : OrvUtils::loadQuickPreview(path, want, &quickInfo);
+    const QSize full = OrvUtils::boundedSize(quickInfo.shownSize, m_MaxImageSize);
     if (!quick.isNull() && quick.size() != full) {
         m_currentPath = path;
-        showPixmap(QPixmap::fromImage(quick), full);
+        showPixmap(QPixmap::fromImage(std::move(quick)), full);
         const QFuture<QImage> future = ahead != m_prefetch.constEnd() ? *ahead : decodeLater(path);
         m_prefetch.insert(path, future);
         m_sharpPath = path;
