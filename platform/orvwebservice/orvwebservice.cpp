@@ -213,8 +213,13 @@ void OrvWebServicePrivate::handle(const httplib::Request &in, httplib::Response 
             }
             return;
         case OrvWebService::Fault::Hang:
-            // Holds the connection open, answering nothing, until the service stops.
-            while (sleepFor(60000)) {
+            // Holds the connection open, answering nothing, until the client gives up (where the
+            // platform tells) or the service stops; a worker thread is not held for ever.
+            while (sleepFor(100)) {
+                if (SocketTools::peerClosed(in.local_port, in.remote_addr, in.remote_port)) {
+                    qCDebug(lcOrvWebService) << "client left a never-answered request to" << request.path;
+                    return;
+                }
             }
             writeResponse({503, QByteArrayLiteral("text/plain"), QByteArrayLiteral("Service stopping")}, out);
             return;

@@ -90,7 +90,7 @@ public:
         Garbage,   ///< HTTP 200 with a body that is not JSON
         Slow,      ///< the normal answer, after the fault's delay
         Drop,      ///< the connection is closed without an answer
-        Hang,      ///< the request is read and never answered (until the service stops)
+        Hang,      ///< the request is read and never answered (until the client leaves or the service stops)
     };
 
     static constexpr int SuccessErrorNo = 1;

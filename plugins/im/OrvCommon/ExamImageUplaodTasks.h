@@ -7,6 +7,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <set>
 #include <thread>
 #include <vector>
 
@@ -56,11 +57,12 @@ private:
     /// Joins finished threads other than the calling one.
     void joinWaste();
 
-    mutable QMutex m_mutex; // m_waiting, m_tasks, m_running, m_threads
+    mutable QMutex m_mutex; // m_waiting, m_tasks, m_running, m_threads, m_ended
     QList<int> m_waiting;   // waiting and running ids, in order
     std::map<int, std::shared_ptr<Task>> m_tasks;
     std::map<int, std::shared_ptr<Task>> m_running;
     std::map<std::thread::id, std::thread> m_threads;
+    std::set<std::thread::id> m_ended; // threads whose work has returned
     const int m_maxRunning = MaxRunningTasks;
 
     mutable QMutex m_wasteMutex; // m_waste

@@ -116,12 +116,23 @@ private:
     ExamUploadObject();
     ~ExamUploadObject() override;
 
-    struct TaskTicket;
-    bool queueLocked(int questionIndex, int imageIndex, bool useObjectStorage, QString *missingFile);
-    void taskEnded(int id, quint64 generation, const QString &examId, const QString &questionId, const ImageInfo &info);
-    void deleteTaskLocked(int id);
+    /// An upload of one image in the pool.
+    struct LiveTask
+    {
+        QString questionId;
+        QString imageKey;
+        quint64 generation = 0;
+        std::shared_ptr<std::atomic_bool> cancelled;
+    };
+
+    // The *Locked functions expect m_dataMutex held.
+    bool queueLocked(int questionIndex, int imageIndex, bool useObjectStorage, bool *missingFile);
+    bool hasLiveTaskLocked(const QString &questionId, const QString &imageKey) const;
+    void deleteImageTaskLocked(const QString &questionId, const QString &imageKey);
     void stopAllTasksLocked();
-    void sendState(bool force);
+    /// On this object's thread, from an upload thread.
+    void taskEnded(int id, quint64 generation, const QString &examId, const QString &questionId, const ImageInfo &info);
+    void sendState(const QJsonObject &state);
     bool useObjectStorage() const;
 
     static ExamUploadObject *s_instance;
@@ -134,9 +145,11 @@ private:
     QHash<QString, QString> m_courseIds;
     QHash<QString, QJsonArray> m_oldImages;
     QHash<QString, QJsonArray> m_images;
-    QHash<int, quint64> m_generations; // task id -> the generation of its live task
+    QHash<int, LiveTask> m_live; // by task id
     quint64 m_nextGeneration = 1;
+    int m_nextSpareId = 1 << 30;
     bool m_sendToWeb = false;
-    std::shared_ptr<std::atomic_bool> m_stopping;
+    const std::shared_ptr<std::atomic_bool> m_stopping;
+    const std::shared_ptr<std::atomic_bool> m_useCos = std::make_shared<std::atomic_bool>(false);
     std::unique_ptr<ExamImageUplaodTasks> m_tasks;
 };
