@@ -37,6 +37,11 @@ public:
     ExamDownloader(const QString &url, const QString &path, int timeoutMs = 30000, QObject *parent = nullptr);
     ~ExamDownloader() override;
 
+    /// Where a file named by a server goes in folder: only the last path segment of serverName
+    /// is kept, with characters no file system takes replaced, so the file never lands outside
+    /// folder. Empty when nothing usable is left ("", ".", "..").
+    static QString pathInFolder(const QString &folder, const QString &serverName);
+
     void startDownload();
     void abort();
     QString path() const { return m_path; }
