@@ -76,7 +76,7 @@ public:
     /// The pushed images of tag 1: every element that is base64 of a picture, decoded.
     static QVector<QPixmap> parsePixmapArray(const QJsonArray &array);
     /// The pushed images of tags 3, 4 and 5: {"url", "width", "height"} (sizes as text or numbers;
-    /// a missing or unreadable one is 0); elements without a text "url" are skipped.
+    /// a missing or unreadable one is 0); elements without an http(s) "url" are skipped.
     static UploadedImageList parseUrlArray(const QJsonArray &array);
     /// The QR code of text as drawn: margin 1, black modules on "#FFFFFF", about QrCodeSide wide.
     static QImage genQrCode(const QString &text);
