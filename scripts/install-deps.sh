@@ -10,6 +10,7 @@ PACKAGES=(
     libqrencode-dev libzxing-dev libcpp-httplib-dev libjpeg62-turbo-dev
     qt5-image-formats-plugins kimageformat-plugins zlib1g-dev dbus-daemon
     libqrencode-dev libzxing-dev libcpp-httplib-dev libicu-dev
+    libvips-tools
     xvfb xauth fonts-noto-cjk fonts-dejavu-core
     libqt5x11extras5-dev libxcb-ewmh-dev libxcb-icccm4-dev libxcb-randr0-dev
     xserver-xephyr openbox dbus-daemon
