@@ -8,7 +8,7 @@ PACKAGES=(
     qtwebengine5-dev libqt5webchannel5-dev
     libavformat-dev libavcodec-dev libavutil-dev libswscale-dev libswresample-dev
     libqrencode-dev libzxing-dev libcpp-httplib-dev libjpeg62-turbo-dev libicu-dev libcurl4-openssl-dev
-    qt5-image-formats-plugins kimageformat-plugins zlib1g-dev
+    qt5-image-formats-plugins kimageformat-plugins zlib1g-dev libvips-tools
     xvfb xauth fonts-noto-cjk fonts-dejavu-core
     libqt5x11extras5-dev libxcb-ewmh-dev libxcb-icccm4-dev libxcb-randr0-dev
     xserver-xephyr openbox dbus-daemon

@@ -134,6 +134,13 @@ void CoreEngine::notifyBasicReconnected()
     Q_EMIT signalBasicReconnected();
 }
 
+void CoreEngine::receiveUploadPhotoInfo(const QString &json)
+{
+    // Pushes arrive on the connection's thread; receivers expect the engine's.
+    QMetaObject::invokeMethod(
+        this, [this, json] { Q_EMIT signalRecvUploadPhotoInfo(json); }, Qt::QueuedConnection);
+}
+
 void CoreEngine::clear()
 {
     destroyLoginObject();

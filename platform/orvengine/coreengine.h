@@ -102,6 +102,10 @@ public:
     QString webData() const { return m_webData; }
     /// The basic (long) connection came back after a loss: emits signalBasicReconnected().
     void notifyBasicReconnected();
+    /// The server pushed photos sent from a phone's upload page, as JSON text
+    /// {"requestUUid", "tag", "data"} (see signalRecvUploadPhotoInfo). Callable from any thread
+    /// (the local web service calls it from its own); the signal comes on the engine's thread.
+    void receiveUploadPhotoInfo(const QString &json);
 
     /// Forgets everything set (login object included).
     void clear();
@@ -113,6 +117,11 @@ Q_SIGNALS:
     void signalSchoolInfoFetched();
     void signalRecvWebDataChanged(const QString &webdata);
     void signalBasicReconnected();
+    /// Photos from a phone, as the server pushed them: {"requestUUid": the id the QR request
+    /// carried, "tag": its CommonPodsNs::RequestQRCodeTag, "data": tag 1 an array of base64
+    /// pictures, tags 3, 4, 5 an array of {"url", "width", "height"} (sizes as text)}. The text is
+    /// passed on unchecked: receivers parse it and ignore what is not theirs.
+    void signalRecvUploadPhotoInfo(const QString &json);
     void loginObjectChanged();
 
 protected:

@@ -3,11 +3,24 @@
 #include "orvhttp_logging.h"
 
 #include <QJsonDocument>
+#include <QMutex>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QNetworkRequest>
 
 OrvHttpManager *OrvHttpManager::s_instance = nullptr;
+
+namespace {
+// A copy of the base URL for services on other threads (the file upload service).
+QMutex s_baseMutex;
+QUrl s_currentBase;
+} // namespace
+
+QUrl OrvHttpManager::currentBaseUrl()
+{
+    QMutexLocker lock(&s_baseMutex);
+    return s_currentBase;
+}
 
 OrvHttpManager *OrvHttpManager::instance()
 {
@@ -36,6 +49,8 @@ void OrvHttpManager::setBaseUrl(const QUrl &url)
     if (url.isRelative())
         qCWarning(lcOrvHttp) << "base URL without a scheme:" << url;
     m_baseUrl = url;
+    QMutexLocker lock(&s_baseMutex);
+    s_currentBase = url;
 }
 
 void OrvHttpManager::setTimeout(int ms)

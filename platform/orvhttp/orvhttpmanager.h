@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #pragma once
 
+#include "commonpodsns.h"
 #include "orvhttpreply.h"
 
 #include <QJsonObject>
@@ -70,6 +71,21 @@ public:
     /// POST "/api/school/bindInstallPlace": binds this installation (machineId) to a school.
     OrvHttpReply *requestBindInstallPlace(quint64 schoolId, const QString &schoolName, const QString &machineId,
                                           QObject *context, ReplyCallback callback);
+
+    // Photos from a phone (orvhttpphotorequests.cpp); the callbacks run once unless context is gone.
+    using QRCodeCallback = std::function<void(const QJsonObject &data, int networkError, int errorNo, const QString &errorText)>;
+    using ShortUrlCallback = std::function<void(QString &surl, int networkError, int errorNo, const QString &errorText)>;
+    /// GET "/api/qrcode/getQRCode" with "tag" and "params" (compact JSON {"requestUUid": id}): data
+    /// {"tag", "pageUrl"}, the address of the phone's upload page. A data that is not an object is
+    /// BadReplyError.
+    OrvHttpReply *requestGetQRCode(CommonPodsNs::RequestQRCodeTag tag, const QString &params, QObject *context,
+                                   QRCodeCallback callback);
+    /// GET "/api/url/lurlTransToSurl" with "longUrl": the short path of that address ("/s/<code>"),
+    /// to be joined to the web domain. An answer without text "surl" is BadReplyError.
+    OrvHttpReply *requstLurlTransToSurl(const QString &longUrl, QObject *context, ShortUrlCallback callback);
+
+    /// The base URL as last set, readable from any thread (for services running on their own).
+    static QUrl currentBaseUrl();
 
     /// Shared with downloads done elsewhere.
     QNetworkAccessManager *networkAccessManager() const { return m_nam; }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 // Runs the local web service for manual use: orv-webservice [--host H] [--port P] [--ignore-reminder MAC]...
 #include "orvclouddisk.h"
+#include "orvexamservice.h"
 #include "orvschoolservice.h"
 #include "orvwebservice.h"
 
@@ -38,6 +39,8 @@ int main(int argc, char *argv[])
     cloudDisk.install(service);
     OrvSchoolService schools;
     schools.install(service);
+    OrvExamService exams;
+    exams.install(service);
     const QStringList macs = parser.values(ignoreOption);
     for (const QString &mac : macs)
         service.setIgnoreReminder(mac, true);

@@ -73,6 +73,17 @@ OrvWebService::Request toRequest(const httplib::Request &in)
     const std::string contentType = in.get_header_value("Content-Type");
     if (contentType.rfind("application/x-www-form-urlencoded", 0) == 0)
         out.form = parseFields(out.body);
+    // Multipart bodies arrive parsed: parts with a file name are files, the others fields.
+    for (const auto &part : in.files) {
+        const QString name = QString::fromStdString(part.second.name);
+        const QByteArray content(part.second.content.data(), int(part.second.content.size()));
+        if (part.second.filename.empty() && part.second.content_type.empty()) {
+            out.form.append({name, QString::fromUtf8(content)});
+            continue;
+        }
+        out.files.append({name, QString::fromStdString(part.second.filename),
+                          QByteArray::fromStdString(part.second.content_type), content});
+    }
     return out;
 }
 
@@ -151,6 +162,8 @@ static qint64 recordedSize(const OrvWebService::Request &request)
         size += 2 * (field.first.size() + field.second.size());
     for (const auto &header : request.headers)
         size += header.first.size() + header.second.size();
+    for (const auto &file : request.files)
+        size += file.content.size() + 2 * (file.name.size() + file.fileName.size());
     return size;
 }
 
@@ -198,6 +211,17 @@ void OrvWebServicePrivate::handle(const httplib::Request &in, httplib::Response 
                 out.set_content_provider(
                     1024, "application/json", [](size_t, size_t, httplib::DataSink &) { return false; });
             }
+            return;
+        case OrvWebService::Fault::Hang:
+            // Holds the connection open, answering nothing, until the client gives up (where the
+            // platform tells) or the service stops; a worker thread is not held for ever.
+            while (sleepFor(100)) {
+                if (SocketTools::peerClosed(in.local_port, in.remote_addr, in.remote_port)) {
+                    qCDebug(lcOrvWebService) << "client left a never-answered request to" << request.path;
+                    return;
+                }
+            }
+            writeResponse({503, QByteArrayLiteral("text/plain"), QByteArrayLiteral("Service stopping")}, out);
             return;
         case OrvWebService::Fault::Slow:
             if (!sleepFor(fault.delayMs)) {
@@ -283,6 +307,16 @@ bool OrvWebService::Request::hasFormField(const QString &key) const
 QString OrvWebService::Request::formValue(const QString &key) const
 {
     return valueOf(form, key);
+}
+
+QList<OrvWebService::Request::FilePart> OrvWebService::Request::filesNamed(const QString &name) const
+{
+    QList<FilePart> out;
+    for (const auto &file : files) {
+        if (file.name == name)
+            out.append(file);
+    }
+    return out;
 }
 
 QByteArray OrvWebService::Request::header(const QByteArray &name) const

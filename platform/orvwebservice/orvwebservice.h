@@ -41,7 +41,16 @@ public:
         QString method; ///< upper case, "GET", "POST", ...
         QString path;   ///< decoded, without the query
         Fields query;   ///< decoded query items, in order
-        Fields form;    ///< decoded fields of an application/x-www-form-urlencoded body
+        Fields form;    ///< decoded fields of an application/x-www-form-urlencoded or multipart body
+        /// Files of a multipart/form-data body, in order (their text fields are in form).
+        struct FilePart
+        {
+            QString name;     ///< the field name
+            QString fileName; ///< as the client sent it; never trust it as a path
+            QByteArray contentType;
+            QByteArray content;
+        };
+        QList<FilePart> files;
         QList<QPair<QByteArray, QByteArray>> headers;
         QByteArray body;
 
@@ -50,6 +59,8 @@ public:
         QString formValue(const QString &key) const;
         /// Case-insensitive; empty when absent.
         QByteArray header(const QByteArray &name) const;
+        /// The files sent under field name, in order.
+        QList<FilePart> filesNamed(const QString &name) const;
     };
 
     struct Response
@@ -79,6 +90,7 @@ public:
         Garbage,   ///< HTTP 200 with a body that is not JSON
         Slow,      ///< the normal answer, after the fault's delay
         Drop,      ///< the connection is closed without an answer
+        Hang,      ///< the request is read and never answered (until the client leaves or the service stops)
     };
 
     static constexpr int SuccessErrorNo = 1;

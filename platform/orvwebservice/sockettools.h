@@ -18,4 +18,8 @@ public:
      * found by its two endpoints. False when the platform cannot do it or no such socket is open.
      */
     static bool dropConnection(int localPort, const std::string &remoteAddr, int remotePort);
+
+    /// True when the client has closed that connection (found as dropConnection finds it); false
+    /// while it is open, when no such socket is open, or when the platform cannot tell.
+    static bool peerClosed(int localPort, const std::string &remoteAddr, int remotePort);
 };

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <vector>
 
@@ -48,7 +49,10 @@ void SocketTools::setListenOptions(std::uintptr_t socket)
     setsockopt(int(socket), SOL_SOCKET, SO_REUSEADDR, &yes, sizeof(yes));
 }
 
-bool SocketTools::dropConnection(int localPort, const std::string &remoteAddr, int remotePort)
+namespace {
+
+// The server's descriptor of a connection, by its two endpoints; -1 when there is none.
+int findConnection(int localPort, const std::string &remoteAddr, int remotePort)
 {
     for (int fd : openDescriptors()) {
         sockaddr_storage local{}, peer{};
@@ -62,8 +66,27 @@ bool SocketTools::dropConnection(int localPort, const std::string &remoteAddr, i
                 != 0
             || remoteAddr != host)
             continue;
-        // The server still owns the descriptor and closes it; shutting it down is enough.
-        return shutdown(fd, SHUT_RDWR) == 0;
+        return fd;
     }
-    return false;
+    return -1;
+}
+
+} // namespace
+
+bool SocketTools::dropConnection(int localPort, const std::string &remoteAddr, int remotePort)
+{
+    const int fd = findConnection(localPort, remoteAddr, remotePort);
+    // The server still owns the descriptor and closes it; shutting it down is enough.
+    return fd >= 0 && shutdown(fd, SHUT_RDWR) == 0;
+}
+
+bool SocketTools::peerClosed(int localPort, const std::string &remoteAddr, int remotePort)
+{
+    const int fd = findConnection(localPort, remoteAddr, remotePort);
+    if (fd < 0)
+        return false;
+    // The request has been read whole, so a readable end of stream means the client gave up.
+    char byte;
+    const ssize_t n = recv(fd, &byte, 1, MSG_PEEK | MSG_DONTWAIT);
+    return n == 0 || (n < 0 && errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR);
 }

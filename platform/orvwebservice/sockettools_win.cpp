@@ -15,3 +15,8 @@ bool SocketTools::dropConnection(int, const std::string &, int)
 {
     return false;
 }
+
+bool SocketTools::peerClosed(int, const std::string &, int)
+{
+    return false;
+}

@@ -48,6 +48,7 @@ OrvMessageBox::OrvMessageBox(QWidget *parent, const QString &title, const QStrin
     };
     const Kind kinds[] = {{QMessageBox::Yes, "btnYes", "ID_Yes"},
                           {QMessageBox::Ok, "btnOk", "ID_Ok"},
+                          {QMessageBox::Retry, "btnRetry", "ID_Retry"},
                           {QMessageBox::No, "btnNo", "ID_No"},
                           {QMessageBox::Cancel, "btnCancel", "ID_Cancel"}};
     if (!(buttons & QMessageBox::Cancel))

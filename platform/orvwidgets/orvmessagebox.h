@@ -8,7 +8,8 @@ class QLabel;
 
 /**
  * The client's themed message box: a frameless box with a title line, the text and its buttons
- * ("btnYes", "btnNo", "btnOk", "btnCancel"; texts ID_Yes, ID_No, ID_Ok, ID_Cancel). Closing it
+ * ("btnYes", "btnOk", "btnRetry", "btnNo", "btnCancel"; texts ID_Yes, ID_Ok, ID_Retry, ID_No,
+ * ID_Cancel). Closing it
  * by the window's close button or Escape answers Cancel, or No when there is no Cancel.
  */
 class OrvMessageBox : public QDialog

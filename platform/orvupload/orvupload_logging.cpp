@@ -1,0 +1,3 @@
+#include "orvupload_logging.h"
+
+Q_LOGGING_CATEGORY(lcOrvUpload, "orv.upload", QtInfoMsg)
