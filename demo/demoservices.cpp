@@ -2,7 +2,9 @@
 #include "demoservices.h"
 
 #include "contactsengine.h"
+#include "coreengine.h"
 #include "orvclouddisk.h"
+#include "orvexamservice.h"
 #include "orvschoolservice.h"
 #include "orvhttpmanager.h"
 #include "orvwebservice.h"
@@ -16,6 +18,7 @@ namespace {
 struct Services {
     std::unique_ptr<OrvCloudDisk> disk;
     std::unique_ptr<OrvSchoolService> schools = std::make_unique<OrvSchoolService>();
+    std::unique_ptr<OrvExamService> exams = std::make_unique<OrvExamService>();
     std::unique_ptr<OrvWebService> service;
     bool started = false;
 };
@@ -28,6 +31,8 @@ Services &services()
         s.service = std::make_unique<OrvWebService>();
         s.disk->install(*s.service);
         s.schools->install(*s.service);
+        s.exams->install(*s.service);
+        s.exams->setPushHandler([](const QString &json) { OrvEngine::CoreEngine::instance()->receiveUploadPhotoInfo(json); });
         s.started = s.service->start();
         if (s.started) {
             const QUrl base = s.service->baseUrl();
@@ -57,6 +62,11 @@ OrvCloudDisk *DemoServices::cloudDisk()
 OrvSchoolService *DemoServices::schoolService()
 {
     return services().schools.get();
+}
+
+OrvExamService *DemoServices::examService()
+{
+    return services().exams.get();
 }
 
 QUrl DemoServices::baseUrl()

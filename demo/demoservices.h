@@ -4,6 +4,7 @@
 #include <QUrl>
 
 class OrvCloudDisk;
+class OrvExamService;
 class OrvSchoolService;
 class OrvWebService;
 
@@ -17,5 +18,7 @@ public:
     static OrvCloudDisk *cloudDisk();
     /// Schools and courses of the join panel and the school binding.
     static OrvSchoolService *schoolService();
+    /// Exam files, the object storage and photos from phones; pushes reach the core engine.
+    static OrvExamService *examService();
     static QUrl baseUrl();
 };

@@ -34,6 +34,8 @@
 // ORV_FUZZ_REPEAT=N runs every input N times and prints how the resident memory changed, to
 // find what an input leaves behind (scripts/fuzz.sh --memory runs the seeds so).
 
+#include "ExamUploadObject.h"
+#include "PrScrnHelper.h"
 #include "ShareToChatTool.h"
 #include "bridgedialogs.h"
 #include "clouddownload.h"
@@ -43,7 +45,13 @@
 #include "cloudfileselectwebbridge.h"
 #include "cloudfolderselectwebbridge.h"
 #include "contactsengine.h"
+#include "coreengine.h"
 #include "exambasebridge.h"
+#include "examcloudwebbride.h"
+#include "fileuploadmanager.h"
+#include "homeworkcloudwebbride.h"
+#include "imageeditor.h"
+#include "imagesamples.h"
 #include "extensionsystem.h"
 #include "groupbridge.h"
 #include "iclassroommgr.h"
@@ -53,11 +61,14 @@
 #include "iimagepreviewservice.h"
 #include "imcloudsubwindowbridge.h"
 #include "imcloudwebbridge.h"
+#include "imexamcloudwebbride.h"
+#include "imhomeworkcloudwebbride.h"
 #include "imsignalobject.h"
 #include "inappwebhandler.h"
 #include "ipptmgr.h"
 #include "iupdater.h"
 #include "orvclouddisk.h"
+#include "orvexamservice.h"
 #include "orvhttpmanager.h"
 #include "orvsettings.h"
 #include "orvtransferqueue.h"
@@ -306,7 +317,10 @@ struct World
 {
     OrvWebService service;
     OrvCloudDisk disk;
+    OrvExamService exams;
     QTemporaryDir sandbox;
+    QTemporaryDir pictures;   ///< what the open-files dialog offers, outside the sandbox
+    QPointer<QObject> current; ///< the bridge called by the input
     QTemporaryDir settingsDir;
     QString chosen;           ///< the folder every dialog "chooses"
     QHash<QString, QByteArray> before; ///< files present in chosen before every input
@@ -340,8 +354,20 @@ std::vector<Kind> kinds()
                  [](OrvWebView *v) { return new ExamBaseBridge(v, nullptr, F::FromClassroom); }});
     k.push_back({"myCloudDiskWindow", "myCloudDiskWindow", &ImCloudWebBridge::staticMetaObject,
                  [](OrvWebView *v) { return new ImCloudWebBridge(v, nullptr); }});
-    k.push_back({"myExam", "myExam", &ImCloudWebBridge::staticMetaObject,
-                 [](OrvWebView *v) { return new ImCloudWebBridge(v, nullptr, F::FromImCloudPage); }});
+    k.push_back({"myExam", "myExam", &ImExamCloudWebBride::staticMetaObject,
+                 [](OrvWebView *v) { return new ImExamCloudWebBride(v, nullptr, F::FromImCloudPage); }});
+    k.push_back({"examIm", "myExam", &ImExamCloudWebBride::staticMetaObject,
+                 [](OrvWebView *v) { return new ImExamCloudWebBride(v, nullptr, F::FromIm); }});
+    k.push_back({"examLauncher", "myExam", &ImExamCloudWebBride::staticMetaObject,
+                 [](OrvWebView *v) { return new ImExamCloudWebBride(v, nullptr, F::FromLauncher); }});
+    k.push_back({"homeworkIm", "myHomework", &ImHomeworkCloudWebBride::staticMetaObject,
+                 [](OrvWebView *v) { return new ImHomeworkCloudWebBride(v, nullptr, F::FromIm); }});
+    k.push_back({"examRoom", "myExam", &ExamCloudWebBride::staticMetaObject,
+                 [](OrvWebView *v) { return new ExamCloudWebBride(v, nullptr, F::FromClassroom); }});
+    k.push_back({"examRoomNoAddFile", "myExam", &ExamCloudWebBride::staticMetaObject,
+                 [](OrvWebView *v) { return new ExamCloudWebBride(v, nullptr, F::FromClassroomNoAddFile); }});
+    k.push_back({"homeworkRoom", "myHomework", &HomeworkCloudWebBride::staticMetaObject,
+                 [](OrvWebView *v) { return new HomeworkCloudWebBride(v, nullptr, F::FromClassroom); }});
     k.push_back({"cloudSubWindow", "myCloudDiskWindow", &ImCloudSubWindowBridge::staticMetaObject,
                  [](OrvWebView *v) { return new ImCloudSubWindowBridge(v, nullptr); }});
     k.push_back({"cloudDisk", "cloudDisk", &CloudDiskBridge::staticMetaObject,
@@ -515,6 +541,8 @@ void installWorld()
     if (!g->sandbox.isValid() || !g->settingsDir.isValid() || !g->service.start())
         fail(QStringLiteral("no sandbox or no local web service"));
     g->disk.install(g->service);
+    g->exams.install(g->service);
+    g->exams.setPushHandler([](const QString &json) { OrvEngine::CoreEngine::instance()->receiveUploadPhotoInfo(json); });
     g->service.addRoute(QStringLiteral("GET"), QStringLiteral("/client/fuzz/page.html"), [](const OrvWebService::Request &) {
         return OrvWebService::Response{200, "text/html; charset=utf-8", FuzzPage};
     });
@@ -568,6 +596,21 @@ void installWorld()
     BridgeDialogs::setFolderHandler([](QWidget *, const QString &, const QString &) {
         return g->dialogAnswer == 'c' ? QString() : g->chosen;
     });
+    // Pictures the open-files dialog offers: two that go up, and one that is no picture ('n').
+    const QString pictures = g->pictures.path();
+    if (!ImageSamples::writeFile(pictures + QStringLiteral("/a.jpg"), ImageSamples::encode(ImageSamples::cameraLike(QSize(320, 200)), "jpg"))
+        || !ImageSamples::writeFile(pictures + QStringLiteral("/b.png"), ImageSamples::encode(ImageSamples::cameraLike(QSize(120, 90), 2), "png"))
+        || !ImageSamples::writeFile(pictures + QStringLiteral("/c.jpg"), QByteArray("not a picture")))
+        fail(QStringLiteral("cannot write the pictures to offer"));
+    BridgeDialogs::setOpenFilesHandler([pictures](QWidget *, const QString &, const QString &, const QString &) {
+        QStringList files{pictures + QStringLiteral("/a.jpg"), pictures + QStringLiteral("/b.png")};
+        if (g->dialogAnswer == 'c')
+            return QStringList();
+        if (g->dialogAnswer == 'n')
+            files << pictures + QStringLiteral("/c.jpg");
+        return files;
+    });
+    PrScrnHelper::instance().setHelperPolicy(PrScrnHelper::HelperNever);
     BridgeDialogs::setMessageHandler([](QWidget *, const QString &, const QString &, const QStringList &buttons) {
         if (g->dialogAnswer == 'c')
             return -1;
@@ -615,9 +658,21 @@ bool pendingWork(QString *what)
             ++replies;
     }
     const int transfers = OrvTransferQueue::instance()->pendingCount();
+    const int uploads = FileUploadManager::instance()->pendingCount();
+    // Pictures gathered and going up; a request waiting for the user (a phone code, a picker, a
+    // capture) is no work in progress.
+    const auto *exam = qobject_cast<const ExamBaseBridge *>(g->current.data());
+    const bool pictures = exam && exam->isUploading() && !exam->pendingFiles().isEmpty();
+    ExamUploadObject *keeper = ExamUploadObject::instance();
+    const bool edited = keeper && keeper->checkUploadState();
     if (what)
-        *what = QStringLiteral("%1 requests, %2 transfers").arg(replies).arg(transfers);
-    return replies > 0 || transfers > 0;
+        *what = QStringLiteral("%1 requests, %2 transfers, %3 uploads%4%5")
+                    .arg(replies)
+                    .arg(transfers)
+                    .arg(uploads)
+                    .arg(pictures ? QStringLiteral(", a picture request") : QString())
+                    .arg(edited ? QStringLiteral(", edited pictures") : QString());
+    return replies > 0 || transfers > 0 || uploads > 0 || pictures || edited;
 }
 
 void drain()
@@ -753,6 +808,7 @@ void runOne(const uint8_t *data, size_t size)
     // Published through the fuzzing channel only: the page loaded before the bridge existed,
     // and the view's channel would announce the bridge's end to a page that never knew it.
     QPointer<QObject> bridge = kind.make(g->view);
+    g->current = bridge;
 
     QPointer<QObject> target = kind.target ? kind.target(bridge) : bridge.data();
     if (!target)
@@ -781,6 +837,16 @@ void runOne(const uint8_t *data, size_t size)
     const bool pristine = checkFiles();
 
     closeWindows();
+    // A capture the call started ends with it; so do the editor and a minimised window.
+    if (PrScrnHelper::instance().isCapturing()) {
+        PrScrnHelper::instance().cancelCapture();
+        if (!waitUntil([] { return !PrScrnHelper::instance().isCapturing(); }, FenceLimitMs))
+            fail(QStringLiteral("a screen capture did not end"));
+    }
+    if (ImageEditor::instance() && ImageEditor::instance()->isVisible())
+        ImageEditor::release();
+    if (g->view->isMinimized())
+        g->view->showNormal();
     delete bridge.data();
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     const QStringList errors = pageErrors();

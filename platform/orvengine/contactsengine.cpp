@@ -202,6 +202,7 @@ void ContactsEngine::setUsers(const std::vector<UserInfoPtr> &users)
 
 void ContactsEngine::completeSync()
 {
+    m_syncAllComplete = true;
     Q_EMIT syncAllComplete();
 }
 
@@ -211,6 +212,7 @@ void ContactsEngine::clear()
     m_order.clear();
     m_users.clear();
     m_currentUid = 0;
+    m_syncAllComplete = false;
 }
 
 } // namespace OrvEngine

@@ -28,6 +28,8 @@ public:
     /// Every cluster record, in the order the engine received them.
     std::vector<ClusterInfoPtr> getClusterInfos() const;
     quint64 currentUid() const { return m_currentUid; }
+    /// The first sync of clusters and members has ended (completeSync()).
+    bool isSyncAllComplete() const { return m_syncAllComplete; }
     UserInfoPtr currentUser() const { return getUserInfo(m_currentUid); }
     /// The user is a friend who can still be chatted with.
     bool isFriendValid(quint64 uid) const;
@@ -77,6 +79,7 @@ private:
     std::vector<ClusterID> m_order;
     QHash<quint64, UserInfoPtr> m_users;
     quint64 m_currentUid = 0;
+    bool m_syncAllComplete = false;
     static ContactsEngine *s_instance;
 };
 

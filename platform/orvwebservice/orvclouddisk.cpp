@@ -165,6 +165,8 @@ const PageRoute kPages[] = {
     {"/client/lmsbleach/exam-pc", "examsave.html"},
     {"/client/exam", "task.html"},
     {"/client/homework", "task.html"},
+    {"/client/exam/answer", "exam.html"},
+    {"/client/homework/answer", "exam.html"},
     {"/client/cloud/cplatform", "other.html"},
     {"/client/cloud/qbank", "other.html"},
     {"/client/static", ""},
@@ -267,6 +269,7 @@ void OrvCloudDisk::install(OrvWebService &service)
                      [this](const OrvWebService::Request &r) { return exportPaper(r); });
     service.addRoute(kGet, QStringLiteral("/download/file"),
                      [this](const OrvWebService::Request &r) { return download(r); });
+    m_transDetail.install(service);
     for (const PageRoute &route : kPages)
         service.addPrefixRoute(kGet, QString::fromLatin1(route.prefix), &OrvCloudDisk::page);
 }

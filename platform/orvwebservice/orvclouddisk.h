@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #pragma once
 
+#include "orvtransdetail.h"
 #include "orvwebservice.h"
 
 #include <QJsonObject>
@@ -29,6 +30,7 @@
  *   GET  /download/file                         "id": the file's bytes, as a download (Content-Disposition:
  *                                               attachment, nosniff, a sandboxing CSP); "n" is only
  *                                               the name shown
+ *   GET  /cloudspace/api/user/file/trans/detail the files' transcoding details (OrvTransDetail)
  * and the pages under /client/ (see pages/). Handlers run on the service's threads; the data set
  * is guarded, and the object must outlive the service it was installed in.
  */
@@ -79,6 +81,8 @@ public:
     /// Form fields of every saveSharedFile and addRecentOpen request, oldest first.
     QVector<QJsonObject> savedSharedFiles() const;
     QVector<QJsonObject> recentOpens() const;
+    /// The transcoding details route, for its misbehaviours.
+    OrvTransDetail &transDetail() { return m_transDetail; }
 
 private:
     OrvWebService::Response listFiles(const OrvWebService::Request &request) const;
@@ -97,4 +101,5 @@ private:
     QVector<File> m_files;
     QVector<QJsonObject> m_savedShared;
     QVector<QJsonObject> m_recentOpens;
+    OrvTransDetail m_transDetail{*this};
 };

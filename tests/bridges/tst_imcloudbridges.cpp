@@ -302,7 +302,7 @@ private Q_SLOTS:
         QTest::addColumn<QJsonValue>("source");
         QTest::addColumn<QString>("name");
         QTest::addColumn<QString>("className");
-        QTest::newRow("source 2") << QJsonValue(2) << QStringLiteral("myExam") << QStringLiteral("ImCloudWebBridge");
+        QTest::newRow("source 2") << QJsonValue(2) << QStringLiteral("myExam") << QStringLiteral("ImExamCloudWebBride");
         QTest::newRow("source 0") << QJsonValue(0) << QStringLiteral("myCloudDiskWindow") << QStringLiteral("ImCloudSubWindowBridge");
         QTest::newRow("no source") << QJsonValue(QJsonValue::Undefined) << QStringLiteral("myCloudDiskWindow")
                                    << QStringLiteral("ImCloudSubWindowBridge");

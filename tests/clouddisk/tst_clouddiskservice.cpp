@@ -183,6 +183,61 @@ private Q_SLOTS:
         QCOMPARE(get("/" + exported.data()["path"].toString()).status, 200);
     }
 
+    // Pages that use cloud pictures take the "midsize" picture of the details; it leads to the
+    // file's bytes on this service. Other files have no picture, and every misbehaviour a client
+    // must survive can be asked for.
+    void transcodingDetails()
+    {
+        OrvTransDetail &route = m_disk.transDetail();
+        route.setMisbehave(OrvTransDetail::Misbehave::None);
+        const Answer picture = get(OrvTransDetail::Path, {{"userFileId", "1004"}, {"ownerUid", QString::number(m_disk.userId())}});
+        QCOMPARE(picture.errorNo(), 1);
+        const QJsonObject detail = picture.data().toObject();
+        QCOMPARE(detail["orvFileType"].toString(), QString("orv-image"));
+        QCOMPARE(detail["transState"].toInt(), 2);
+        QCOMPARE(detail["foul"].toBool(), false);
+        const QString midsize = detail["output"]["IMAGE"]["midsize"].toString();
+        QVERIFY2(midsize.startsWith("/download/file?id=1004"), qPrintable(midsize));
+        QCOMPARE(get(midsize).body, m_disk.file(1004).bytes);
+        QVERIFY(detail["path"].toString().startsWith("download/"));
+
+        const Answer document = get(OrvTransDetail::Path, {{"userFileId", "1002"}});
+        QCOMPARE(document.data()["orvFileType"].toString(), QString("orv-doc"));
+        QVERIFY(document.data()["output"].toObject().isEmpty());
+
+        QCOMPARE(get(OrvTransDetail::Path, {{"userFileId", "999999"}}).errorNo(), OrvCloudDisk::NoSuchFileErrorNo);
+        QCOMPARE(get(OrvTransDetail::Path, {{"userFileId", "1004"}, {"ownerUid", "1"}}).errorNo(), OrvCloudDisk::NoSuchFileErrorNo);
+        QCOMPARE(get(OrvTransDetail::Path, {}).errorNo(), OrvWebService::MissingFieldErrorNo);
+
+        route.setMisbehave(OrvTransDetail::Misbehave::Refuse);
+        QCOMPARE(get(OrvTransDetail::Path, {{"userFileId", "1004"}}).errorNo(), OrvTransDetail::RefusedErrorNo);
+        route.setMisbehave(OrvTransDetail::Misbehave::Transcoding);
+        const Answer busy = get(OrvTransDetail::Path, {{"userFileId", "1004"}});
+        QCOMPARE(busy.data()["transState"].toInt(), 1);
+        QVERIFY(busy.data()["output"].toObject().isEmpty());
+        route.setMisbehave(OrvTransDetail::Misbehave::BoardFile);
+        QCOMPARE(get(OrvTransDetail::Path, {{"userFileId", "1004"}}).data()["orvFileType"].toString(), QString("orv-eppt"));
+        route.setMisbehave(OrvTransDetail::Misbehave::Foul);
+        const Answer foul = get(OrvTransDetail::Path, {{"userFileId", "1004"}});
+        QCOMPARE(foul.data()["foul"].toBool(), true);
+        const QUrl standIn(foul.data()["replaceUrl"].toString());
+        QCOMPARE(standIn.port(), m_service.baseUrl().port());
+        QCOMPARE(get(standIn.path() + "?" + standIn.query()).status, 200);
+        route.setMisbehave(OrvTransDetail::Misbehave::AbsoluteUrls);
+        QVERIFY(get(OrvTransDetail::Path, {{"userFileId", "1004"}}).data()["output"]["IMAGE"]["midsize"].toString()
+                    .startsWith(m_service.baseUrl().toString() + "/download/"));
+
+        // Never answering: the request is still open after a while, and the service's stop ends it.
+        route.setMisbehave(OrvTransDetail::Misbehave::NeverAnswer);
+        QNetworkReply *held = m_nam.get(QNetworkRequest(QUrl(m_service.baseUrl().toString() + OrvTransDetail::Path + "?userFileId=1004")));
+        QTest::qWait(600);
+        QVERIFY(!held->isFinished());
+        held->abort();
+        held->deleteLater();
+        route.setMisbehave(OrvTransDetail::Misbehave::None);
+        QCOMPARE(get(OrvTransDetail::Path, {{"userFileId", "1004"}}).errorNo(), 1);
+    }
+
     void servesThePagesTheClientOpens_data()
     {
         QTest::addColumn<QString>("path");
@@ -198,6 +253,9 @@ private Q_SLOTS:
         QTest::newRow("folder picker") << "/client/cloud/folder/im" << QByteArray("selectFolder");
         QTest::newRow("folder picker page") << "/client/clouddisk/selectfolder_im.html?from=exam" << QByteArray("selectFolder");
         QTest::newRow("question save") << "/client/lmsbleach/exam-pc/" << QByteArray("selectCategory");
+        QTest::newRow("exam answer sheet") << "/client/exam/answer?id=7001" << QByteArray("questionImageUpload");
+        QTest::newRow("homework answer sheet") << "/client/homework/answer?id=8001" << QByteArray("examEditImgs");
+        QTest::newRow("exam paper") << "/client/exam/paper?id=7001" << QByteArray("taskPage");
         QTest::newRow("script") << "/client/static/cloud.js" << QByteArray("orvPage");
     }
 

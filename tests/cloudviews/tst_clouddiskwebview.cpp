@@ -12,7 +12,11 @@
 #include "contactsengine.h"
 #include "coreengine.h"
 #include "extensionsystem.h"
+#include "examcloudwebbride.h"
+#include "homeworkcloudwebbride.h"
 #include "imcloudwebbridge.h"
+#include "imexamcloudwebbride.h"
+#include "imhomeworkcloudwebbride.h"
 #include "imsignalobject.h"
 #include "orvreloadbutton.h"
 #include "systembrowser.h"
@@ -218,6 +222,9 @@ private Q_SLOTS:
         QVERIFY(pageReady(im.get()));
         QVERIFY(qobject_cast<ImCloudWebBridge *>(im->webView()->registeredObject("myCloudDiskWindow")));
         QVERIFY(!qobject_cast<ClassroomCloudDiskBridge *>(im->webView()->registeredObject("cloudDisk")));
+        QCOMPARE(im->webView()->registeredObject("myExam")->metaObject()->className(), "ImExamCloudWebBride");
+        QCOMPARE(im->webView()->registeredObject("myHomework")->metaObject()->className(), "ImHomeworkCloudWebBride");
+        QCOMPARE(static_cast<ExamBaseBridge *>(im->webView()->registeredObject("myExam"))->loadingTimeout(), 300000);
         QCOMPARE(eval(im->webView()->page(), "typeof cloudDisk.downloadFilesWithCbk + typeof myCloudDiskWindow.shareFile")
                      .toString(),
                  QStringLiteral("functionfunction"));
@@ -229,6 +236,10 @@ private Q_SLOTS:
         QVERIFY(pageReady(room.get()));
         QVERIFY(qobject_cast<ClassroomCloudDiskBridge *>(room->webView()->registeredObject("cloudDisk")));
         QVERIFY(!room->webView()->registeredNames().contains("myCloudDiskWindow"));
+        QCOMPARE(room->webView()->registeredObject("myExam")->metaObject()->className(), "ExamCloudWebBride");
+        QCOMPARE(room->webView()->registeredObject("myHomework")->metaObject()->className(), "HomeworkCloudWebBride");
+        QCOMPARE(eval(room->webView()->page(), "typeof myExam.linkSync + typeof myHomework.openHomework").toString(),
+                 QStringLiteral("functionfunction"));
         QCOMPARE(room->webView()->theme(), OrvWebView::Dark);
         QCOMPARE(room->webView()->schoolId(), QString::number(m_classroom.school));
         QCOMPARE(room->webView()->courseId(), QString::number(m_classroom.course));
@@ -645,6 +656,99 @@ private Q_SLOTS:
         Q_EMIT hub->refreshHomework();
         QVERIFY(waitFor(page, "orvPage.log.filter(function (e) { return e.kind === 'callback'; }).length >= 2"));
         QCOMPARE(answeredKeys(page), (QStringList{"exam_reload", "hw_reload"}));
+    }
+
+    // Exam and homework pages of the disk reach the host from the page: sub-pages in its windows
+    // (through the hub) or in the launcher, the reload keys the hub's refresh answers, downloads.
+    void examPagesReachTheHost_data()
+    {
+        QTest::addColumn<int>("fromType");
+        QTest::newRow("client") << int(WebSubWindowBridge::FromIm);
+        QTest::newRow("launcher") << int(WebSubWindowBridge::FromLauncher);
+    }
+
+    void examPagesReachTheHost()
+    {
+        QFETCH(int, fromType);
+        const bool launcher = fromType == WebSubWindowBridge::FromLauncher;
+        View view = shown(WebSubWindowBridge::FromType(fromType));
+        QVERIFY(pageReady(view.get()));
+        QWebEnginePage *page = view->webView()->page();
+        ImSignalObject *hub = ImSignalObject::instance();
+        QSignalSpy homework(hub, &ImSignalObject::openHomeworkSubWidget);
+        QSignalSpy exam(hub, &ImSignalObject::openExamSubWidget);
+        QSignalSpy examLauncher(view.get(), &CloudDiskWebView::sigOpenExamByLauncher);
+        QSignalSpy homeworkLauncher(view.get(), &CloudDiskWebView::sigOpenHomeworkByLauncher);
+        eval(page, "cloudPage.openExam('/client/exam/paper?id=7001', '900*700');"
+                   "cloudPage.openHomework('/client/homework/task?id=8001');"
+                   "cloudPage.openExam('file:///etc/passwd');"
+                   "cloudPage.examReloadKey('exam_reload_p'); cloudPage.homeworkReloadKey('hw_reload_p')");
+        const QString examUrl = m_env.url("/client/exam/paper?id=7001").toString();
+        const QString homeworkUrl = m_env.url("/client/homework/task?id=8001").toString();
+        if (launcher) {
+            QVERIFY(reached(homeworkLauncher));
+            QCOMPARE(examLauncher.size(), 1);
+            QCOMPARE(examLauncher[0][0].toString(), examUrl);
+            QCOMPARE(homeworkLauncher[0][0].toString(), homeworkUrl);
+            QCOMPARE(exam.size() + homework.size(), 0);
+        } else {
+            QVERIFY(reached(homework));
+            QCOMPARE(exam.size(), 1);
+            QCOMPARE(exam[0][1].toString(), examUrl);
+            QCOMPARE(exam[0][2].toSize(), QSize(900, 700));
+            QCOMPARE(homework[0][0].value<QWidget *>(), view.get());
+            QCOMPARE(homework[0][1].toString(), homeworkUrl);
+            QCOMPARE(homework[0][2].toSize(), QSize(740, 600));
+            QCOMPARE(examLauncher.size() + homeworkLauncher.size(), 0);
+        }
+        QTest::qWait(200);
+        Q_EMIT hub->refreshHomework();
+        Q_EMIT hub->refreshExam();
+        QVERIFY(waitFor(page, "orvPage.log.filter(function (e) { return e.kind === 'callback'; }).length >= 2"));
+        QCOMPARE(answeredKeys(page), (QStringList{"hw_reload_p", "exam_reload_p"}));
+
+        // An exam page's download by address goes through the view's download.
+        const QString target = m_env.downloads() + QStringLiteral("/from-exam.pdf");
+        QFile::remove(target);
+        QVERIFY(QDir().mkpath(m_env.downloads()));
+        m_env.saveAnswer = target;
+        TransferWatch watch;
+        eval(page, "myExam.dataDownload('download/file?id=1002&n=Worksheet.pdf')");
+        QCOMPARE(watch.wait(1), QStringList{target});
+        QCOMPARE(readAll(target), m_env.disk.file(1002).bytes);
+    }
+
+    // The cloud page's exam in a child window ("source" 2) gets the exam bridge as "myExam", and
+    // its exports are the view's.
+    void examChildWindowExportsThroughTheView()
+    {
+        View view = shown(WebSubWindowBridge::FromIm);
+        QVERIFY(pageReady(view.get()));
+        eval(view->webView()->page(), "cloudPage.openExamWindow(7001, 'exam-window')");
+        QTRY_COMPARE(WebSubWindowManger::instance()->windows().size(), 1);
+        WebSubWindow *window = WebSubWindowManger::instance()->windows().first();
+        OrvWebView *child = window->webView();
+        auto *bridge = qobject_cast<ImExamCloudWebBride *>(child->registeredObject("myExam"));
+        QVERIFY(bridge);
+        QCOMPARE(bridge->fromType(), WebSubWindowBridge::FromImCloudPage);
+        QVERIFY(pageReady(view.get()));
+        QVERIFY(waitFor(child->page(), "!!(window.examPage && orvPage.loaded)"));
+        QCOMPARE(eval(child->page(), "examPage.bridgeName").toString(), QStringLiteral("myExam"));
+
+        const QString target = m_env.downloads() + QStringLiteral("/exported.pdf");
+        QFile::remove(target);
+        QVERIFY(QDir().mkpath(m_env.downloads()));
+        m_env.saveAnswer = target;
+        TransferWatch watch;
+        eval(child->page(), "myExam.exportFiles('[{\"userFileid\":1002,\"kadio\":0,\"userFileName\":\"Worksheet.pdf\"}]')");
+        QCOMPARE(watch.wait(1), QStringList{target});
+        QCOMPARE(readAll(target), m_env.disk.file(1002).bytes);
+
+        // Its sub-pages open through the hub, with the child window as the opener.
+        QSignalSpy exam(ImSignalObject::instance(), &ImSignalObject::openExamSubWidget);
+        eval(child->page(), "myExam.openSubWidget('/client/exam/paper?id=7001', '')");
+        QVERIFY(reached(exam));
+        QCOMPARE(exam[0][0].value<QWidget *>(), static_cast<QWidget *>(window));
     }
 
     // What the disk page asks of its host arrives as the view's signals.

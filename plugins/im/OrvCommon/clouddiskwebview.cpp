@@ -13,7 +13,11 @@
 #include "courseengine.h"
 #include "extensionsystem.h"
 #include "iclassroommgr.h"
+#include "examcloudwebbride.h"
+#include "homeworkcloudwebbride.h"
 #include "imcloudwebbridge.h"
+#include "imexamcloudwebbride.h"
+#include "imhomeworkcloudwebbride.h"
 #include "imsignalobject.h"
 #include "nativebridge_logging.h"
 #include "orvhttpmanager.h"
@@ -80,6 +84,16 @@ CloudDiskWebView::CloudDiskWebView(WebSubWindowBridge::FromType fromType, QWidge
 
 CloudDiskWebView::~CloudDiskWebView() = default;
 
+ExamBaseBridge *CloudDiskWebView::examBridge() const
+{
+    return m_examBridge;
+}
+
+ExamBaseBridge *CloudDiskWebView::homeworkBridge() const
+{
+    return m_homeworkBridge;
+}
+
 bool CloudDiskWebView::clouddiskInClassroom() const
 {
     return m_fromType == WebSubWindowBridge::FromClassroom || m_fromType == WebSubWindowBridge::FromClassroomNoAddFile;
@@ -91,6 +105,20 @@ void CloudDiskWebView::createBridges()
         auto *bridge = new ClassroomCloudDiskBridge(m_view, m_fromType, this);
         connect(bridge, &ClassroomCloudDiskBridge::imageShowRequested, this, &CloudDiskWebView::imageShowRequested);
         m_cloudBridge = bridge;
+
+        // Exam and homework pages of the classroom's disk show on the board.
+        auto *exam = new ExamCloudWebBride(m_view, this, m_fromType);
+        m_view->registerObject(exam, QStringLiteral("myExam"));
+        connect(exam, &ExamCloudWebBride::signalSetReloadMainWidgetCbKey, this,
+                &CloudDiskWebView::setExamReloadMainWidgetCbKey);
+        connect(exam, &CloudDiskBridge::hideCloudDisk, this, &CloudDiskWebView::hideCloudDisk);
+        m_examBridge = exam;
+        auto *homework = new HomeworkCloudWebBride(m_view, this, m_fromType);
+        m_view->registerObject(homework, QStringLiteral("myHomework"));
+        connect(homework, &HomeworkCloudWebBride::signalSetReloadMainWidgetCbKey, this,
+                &CloudDiskWebView::setHomeworkReloadMainWidgetCbKey);
+        connect(homework, &CloudDiskBridge::hideCloudDisk, this, &CloudDiskWebView::hideCloudDisk);
+        m_homeworkBridge = homework;
     } else {
         m_cloudBridge = new CloudDiskBridge(m_view, m_fromType, this);
         m_imBridge = new ImCloudWebBridge(m_view, this, m_fromType);
@@ -100,6 +128,31 @@ void CloudDiskWebView::createBridges()
         connect(m_imBridge, &ImCloudWebBridge::signalWebShare, this, &CloudDiskWebView::webShare);
         connect(m_imBridge, &ImCloudWebBridge::signalOpenResourceCenterFolder, this,
                 &CloudDiskWebView::openResourceCenterFolder);
+        // Exam pages the cloud page opens in child windows export through this view.
+        QPointer<CloudDiskWebView> self(this);
+        m_imBridge->setExportFilesHandler([self](const QString &jsonStr) {
+            if (self)
+                self->exportFiles(jsonStr);
+        });
+
+        auto *homework = new ImHomeworkCloudWebBride(m_view, this, m_fromType);
+        m_view->registerObject(homework, QStringLiteral("myHomework"));
+        connect(homework, &ImHomeworkCloudWebBride::signalOpenSubWidget, this, &CloudDiskWebView::openHomeworkSubWidget);
+        connect(homework, &ImHomeworkCloudWebBride::signalSetReloadMainWidgetCbKey, this,
+                &CloudDiskWebView::setHomeworkReloadMainWidgetCbKey);
+        connect(homework, &ImHomeworkCloudWebBride::sigOpenHomeworkByLauncher, this,
+                &CloudDiskWebView::sigOpenHomeworkByLauncher);
+        m_homeworkBridge = homework;
+
+        auto *exam = new ImExamCloudWebBride(m_view, this, m_fromType);
+        m_view->registerObject(exam, QStringLiteral("myExam"));
+        connect(exam, &ImExamCloudWebBride::signalOpenSubWidget, this, &CloudDiskWebView::openExamSubWidget);
+        connect(exam, &ImExamCloudWebBride::signalSetReloadMainWidgetCbKey, this,
+                &CloudDiskWebView::setExamReloadMainWidgetCbKey);
+        connect(exam, &ImExamCloudWebBride::signalDataDownload, this, &CloudDiskWebView::dataDownload);
+        connect(exam, &ImExamCloudWebBride::signalExportFiles, this, &CloudDiskWebView::exportFiles);
+        connect(exam, &ImExamCloudWebBride::sigOpenExamByLauncher, this, &CloudDiskWebView::sigOpenExamByLauncher);
+        m_examBridge = exam;
     }
     m_view->registerObject(m_cloudBridge, QStringLiteral("cloudDisk"));
     connect(m_cloudBridge, &CloudDiskBridge::hideCloudDisk, this, &CloudDiskWebView::hideCloudDisk);

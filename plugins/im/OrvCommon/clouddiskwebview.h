@@ -7,6 +7,7 @@
 #include <QWidget>
 
 class CloudDiskBridge;
+class ExamBaseBridge;
 class ImCloudWebBridge;
 class OrvReloadButton;
 class OrvWebView;
@@ -15,7 +16,9 @@ class QPushButton;
 
 /**
  * The cloud disk page in the client or inside a classroom: the browser view with the page's
- * bridges published ("cloudDisk" always; "myCloudDiskWindow" outside a classroom), the start
+ * bridges published ("cloudDisk" always; outside a classroom "myCloudDiskWindow"
+ * (ImCloudWebBridge), "myHomework" (ImHomeworkCloudWebBride) and "myExam" (ImExamCloudWebBride);
+ * in a classroom "myExam" (ExamCloudWebBride) and "myHomework" (HomeworkCloudWebBride)), the start
  * address, a tool bar with the reload button (and a close button in a classroom), and the page's
  * requests forwarded to the owner as signals or handled here (downloads, shares, sub-pages).
  */
@@ -35,6 +38,9 @@ public:
     bool clouddiskInClassroom() const;
     OrvWebView *webView() const { return m_view; }
     CloudDiskBridge *cloudDiskBridge() const { return m_cloudBridge; }
+    /// "myExam" and "myHomework".
+    ExamBaseBridge *examBridge() const;
+    ExamBaseBridge *homeworkBridge() const;
 
     bool isLoginSucess() const { return m_loginSuccess; }
     void setLoginSuccess(bool success);
@@ -97,6 +103,8 @@ private:
     OrvWebView *m_view = nullptr;
     QPointer<CloudDiskBridge> m_cloudBridge;
     QPointer<ImCloudWebBridge> m_imBridge;
+    QPointer<ExamBaseBridge> m_examBridge;
+    QPointer<ExamBaseBridge> m_homeworkBridge;
     bool m_loginSuccess = false;
     bool m_lastLoadFailed = false;
     QString m_homeworkReloadCbKey;

@@ -13,6 +13,7 @@ struct Handlers
 {
     BridgeDialogs::SaveFileHandler saveFile;
     BridgeDialogs::FolderHandler folder;
+    BridgeDialogs::OpenFilesHandler openFiles;
     BridgeDialogs::MessageHandler message;
 };
 
@@ -37,6 +38,14 @@ QString BridgeDialogs::getExistingDirectory(QWidget *parent, const QString &titl
     if (handlers().folder)
         return handlers().folder(parent, title, startFolder);
     return QFileDialog::getExistingDirectory(parent, title, startFolder);
+}
+
+QStringList BridgeDialogs::getOpenFileNames(QWidget *parent, const QString &title, const QString &startFolder,
+                                            const QString &filter)
+{
+    if (handlers().openFiles)
+        return handlers().openFiles(parent, title, startFolder, filter);
+    return QFileDialog::getOpenFileNames(parent, title, startFolder, filter);
 }
 
 int BridgeDialogs::message(QWidget *parent, const QString &title, const QString &text, const QStringList &buttons)
@@ -66,6 +75,11 @@ void BridgeDialogs::setSaveFileHandler(SaveFileHandler handler)
 void BridgeDialogs::setFolderHandler(FolderHandler handler)
 {
     handlers().folder = std::move(handler);
+}
+
+void BridgeDialogs::setOpenFilesHandler(OpenFilesHandler handler)
+{
+    handlers().openFiles = std::move(handler);
 }
 
 void BridgeDialogs::setMessageHandler(MessageHandler handler)

@@ -17,6 +17,8 @@ public:
     using SaveFileHandler = std::function<QString(QWidget *parent, const QString &title, const QString &startPath,
                                                   const QString &filter)>;
     using FolderHandler = std::function<QString(QWidget *parent, const QString &title, const QString &startFolder)>;
+    using OpenFilesHandler = std::function<QStringList(QWidget *parent, const QString &title, const QString &startFolder,
+                                                       const QString &filter)>;
     /// Answers the index of the button pressed, -1 when the box was closed otherwise.
     using MessageHandler = std::function<int(QWidget *parent, const QString &title, const QString &text,
                                              const QStringList &buttons)>;
@@ -24,6 +26,9 @@ public:
     /// Empty when cancelled. The dialog asks before replacing an existing file.
     static QString getSaveFileName(QWidget *parent, const QString &title, const QString &startPath, const QString &filter);
     static QString getExistingDirectory(QWidget *parent, const QString &title, const QString &startFolder);
+    /// Several existing files; empty when cancelled.
+    static QStringList getOpenFileNames(QWidget *parent, const QString &title, const QString &startFolder,
+                                        const QString &filter);
     static int message(QWidget *parent, const QString &title, const QString &text, const QStringList &buttons);
 
     /// The title of message boxes, which tells a classroom's from the client's.
@@ -32,6 +37,7 @@ public:
     /// An empty handler restores the default.
     static void setSaveFileHandler(SaveFileHandler handler);
     static void setFolderHandler(FolderHandler handler);
+    static void setOpenFilesHandler(OpenFilesHandler handler);
     static void setMessageHandler(MessageHandler handler);
     static void resetHandlers();
 };

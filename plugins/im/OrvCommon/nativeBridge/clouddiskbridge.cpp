@@ -122,6 +122,32 @@ IPptMgr *CloudDiskBridge::pptMgr() const
     return service<IPptMgr>(IPptMgr::ExtensionName);
 }
 
+void CloudDiskBridge::openClassroomSubWidget(const QString &url, const QString &size)
+{
+    if (refusedByClassroom())
+        return;
+    const QUrl address = subPageAddress(url);
+    if (address.isEmpty())
+        return;
+    // The classroom's windows are smaller than the client's: its own default.
+    QSize windowSize(480, 360);
+    const QStringList parts = size.left(64).split(QLatin1Char('*'));
+    if (parts.size() == 2) {
+        const QSize given(parts.at(0).trimmed().toInt(), parts.at(1).trimmed().toInt());
+        if (given.width() > 0 && given.height() > 0 && given.width() <= 10000 && given.height() <= 10000)
+            windowSize = given;
+    }
+    IClassRoomMgr *mgr = IClassRoomMgr::current();
+    if (!mgr)
+        return;
+    mgr->openSubWidget(address.toString(), windowSize);
+}
+
+QString CloudDiskBridge::businessScenario() const
+{
+    return QStringLiteral("cloud_disk");
+}
+
 void CloudDiskBridge::showWebError(int networkError, int errorNo, const QString &errorText)
 {
     qCWarning(lcBridge) << "error:" << errorText << "network error" << networkError << "errno" << errorNo;
@@ -663,6 +689,7 @@ void CloudDiskBridge::closeUrlShareInClassroom(const QString &cbKey)
 void CloudDiskBridge::loadingTimeOutSlot()
 {
     stopLoading();
+    cancelImageRequest();
 }
 
 void CloudDiskBridge::openLocalFile()

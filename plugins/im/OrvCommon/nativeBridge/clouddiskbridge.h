@@ -84,7 +84,7 @@ public:
     /// page gets a CloudDiskBridge of its own as "cloudDisk", marked as a pop-up.
     void openSubWindow(const QString &requestData, const QString &cbKey) override;
     void closeSubWindow(const QString &cbKey) override;
-    /// Only stops the indicator: a slow page is no error worth a message.
+    /// Only stops the indicator (and ends a picture request): a slow page is no error worth a message.
     void loadingTimeOutSlot() override;
     /// In a classroom the board opens the link and the disk hides; elsewhere the system browser.
     void linkView(const QString &url) override;
@@ -96,6 +96,9 @@ protected:
     IPptMgr *pptMgr() const;
     /// Shows the general message of a failed web-service answer.
     void showWebError(int networkError, int errorNo, const QString &errorText);
+    /// A page window of the classroom's own: "W*H" (480 by 360 when it is not given).
+    void openClassroomSubWidget(const QString &url, const QString &size);
+    QString businessScenario() const override;
 
 private:
     void download(const char *method, const QString &fileInfos, const QString &cbKey, bool answer);

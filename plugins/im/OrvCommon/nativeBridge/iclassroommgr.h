@@ -23,7 +23,7 @@ public:
     {
         auto *mgr = ExtensionSystem::instance()->getObject<IClassRoomMgr>(QString::fromLatin1(ExtensionName));
         if (!mgr)
-            qCInfo(lcBridge) << "pClassRoomMgr is null, maybe classroom plugin is not loaded";
+            qCWarning(lcBridge) << "pClassRoomMgr is null, maybe classroom plugin is not loaded";
         return mgr;
     }
 

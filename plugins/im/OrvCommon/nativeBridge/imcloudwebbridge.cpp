@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "imcloudwebbridge.h"
 
+#include "bridgeinput.h"
 #include "bridgepreview.h"
 #include "imcloudsubwindowbridge.h"
+#include "imexamcloudwebbride.h"
+#include "imsignalobject.h"
 #include "nativebridge_logging.h"
 #include "websubwindow.h"
 
@@ -65,8 +68,17 @@ void ImCloudWebBridge::shareEdoc()
 void ImCloudWebBridge::initSubWindowBridge(WebSubWindow *window, const QJsonObject &request)
 {
     if (request.value(QStringLiteral("source")).toInt() == 2) {
-        // The exam page of the child gets the cloud page's own bridge, marked as opened from here.
-        window->initWebBridge(new ImCloudWebBridge(window->webView(), window, FromImCloudPage), QStringLiteral("myExam"));
+        auto *exam = new ImExamCloudWebBride(window->webView(), window, FromImCloudPage);
+        window->initWebBridge(exam, QStringLiteral("myExam"));
+        connect(exam, &ImExamCloudWebBride::signalExportFiles, this, [this](const QString &jsonStr) {
+            if (m_exportFilesHandler)
+                m_exportFilesHandler(jsonStr);
+            else
+                qCWarning(lcBridge) << "exportFiles from an exam window: no host exports files";
+        });
+        connect(exam, &ImExamCloudWebBride::signalOpenSubWidget, window, [window](const QString &url, const QString &size) {
+            Q_EMIT ImSignalObject::instance()->openExamSubWidget(window, url, BridgeInput::windowSize(size));
+        });
         return;
     }
     window->initWebBridge(new ImCloudSubWindowBridge(window->webView(), window), QStringLiteral("myCloudDiskWindow"));

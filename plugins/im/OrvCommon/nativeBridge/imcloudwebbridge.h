@@ -3,17 +3,27 @@
 
 #include "exambasebridge.h"
 
+#include <functional>
+
 /**
  * Bridge of the instant-messaging cloud page ("myCloudDiskWindow"). Downloads, shares and the
  * resource centre are the host widget's business: the slots only re-emit their arguments.
- * Child windows opened with "source" 2 are exam pages and get an exam bridge as "myExam"; any
- * other child gets an ImCloudSubWindowBridge as "myCloudDiskWindow".
+ * Child windows opened with "source" 2 are exam pages and get an ImExamCloudWebBride as "myExam"
+ * (FromType 1), whose exports go to the handler the host set (setExportFilesHandler) and whose
+ * sub-pages open through ImSignalObject::openExamSubWidget; any other child gets an
+ * ImCloudSubWindowBridge as "myCloudDiskWindow".
  */
 class ImCloudWebBridge : public ExamBaseBridge
 {
     Q_OBJECT
 public:
+    using ExportFilesHandler = std::function<void(const QString &jsonStr)>;
+
     ImCloudWebBridge(OrvWebView *view, QObject *parent, WebSubWindowBridge::FromType fromType = FromIm);
+
+    /// Who exports the files an exam child window asks for (the cloud disk view); without one
+    /// such requests are logged and dropped.
+    void setExportFilesHandler(ExportFilesHandler handler) { m_exportFilesHandler = std::move(handler); }
 
 Q_SIGNALS:
     void signalDownloadFile(const QString &fileId, const QString &sourceUrl, const QString &fileName,
@@ -37,4 +47,7 @@ public Q_SLOTS:
 
 protected:
     void initSubWindowBridge(WebSubWindow *window, const QJsonObject &request) override;
+
+private:
+    ExportFilesHandler m_exportFilesHandler;
 };
