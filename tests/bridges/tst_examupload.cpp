@@ -174,7 +174,7 @@ private Q_SLOTS:
         }
         QCOMPARE(uploaded, (QList<QSize>{m_sizes[0], m_sizes[1], m_sizes[2], QSize(1920, 1200)}));
         QCOMPARE(m_exams.maxConcurrentUploads(), 1);
-        QCOMPARE(trackedResults(), QStringList(4, QStringLiteral("success")));
+        QCOMPARE(trackedResults(), QVector<QString>(4, QStringLiteral("success")).toList());
         QCOMPARE(OrvTrack::instance()->events().last().properties.value("operation_type").toString(), QStringLiteral("local_file"));
         QVERIFY(m_messages.isEmpty());
         QVERIFY(!spinnerTexts.isEmpty());
@@ -255,7 +255,7 @@ private Q_SLOTS:
         eval("examPage.attach('q1', 1)");
         QTRY_VERIFY_WITH_TIMEOUT(!m_exam->isUploading(), 60000);
         QCOMPARE(pictureAnswers(m_view->page()).size(), 0);
-        QCOMPARE(trackedResults(), QStringList(3, QStringLiteral("fail")));
+        QCOMPARE(trackedResults(), QVector<QString>(3, QStringLiteral("fail")).toList());
         QCOMPARE(m_messages.size(), 1);
         QCOMPARE(m_messages.first(), OrvLang::text(FileUploadManager::uploadErrorToStringId(
                                          int(QNetworkReply::InternalServerError), 0).toUtf8().constData()));

@@ -1024,7 +1024,9 @@ QString ExamBaseBridge::midsizeAddress(const QJsonObject &detail, const QUrl &ba
     if (!url.isRelative())
         return BridgeInput::webAddress(midsize).toString();
     // A path on the service: "%1%2", with one slash between.
-    QString root = base.toString(QUrl::RemoveQuery | QUrl::RemoveFragment | QUrl::StripTrailingSlash);
+    QString root = base.toString(QUrl::RemoveQuery | QUrl::RemoveFragment);
+    while (root.endsWith(QLatin1Char('/'))) // QUrl keeps the slash of a bare root path
+        root.chop(1);
     const QString joined = QStringLiteral("%1%2").arg(root, midsize.startsWith(QLatin1Char('/')) ? midsize
                                                                                                : QLatin1Char('/') + midsize);
     return BridgeInput::webAddress(joined).toString();
