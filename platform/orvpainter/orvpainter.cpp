@@ -1047,7 +1047,8 @@ bool OrvPainter::render(const QString &path, const QPixmap &picture) const
     }
     const QByteArray suffix = QFileInfo(path).suffix().toLower().toLatin1();
     const QByteArray format = suffix.isEmpty() ? QByteArray("png") : suffix == "jpg" ? QByteArray("jpeg") : suffix;
-    if (!QImageWriter::supportedImageFormats().contains(format)) {
+    // JPEG is encoded here; asking Qt's plug-ins about it first would only cost time.
+    if (format != "jpeg" && !QImageWriter::supportedImageFormats().contains(format)) {
         qCWarning(lcOrvPainter) << "cannot write pictures as" << suffix << "to" << path;
         return false;
     }

@@ -13,6 +13,7 @@
 #include <csetjmp>
 #include <cstdio>
 #include <jpeglib.h>
+#include <vector>
 
 namespace OrvPainterBase {
 
@@ -194,23 +195,31 @@ void AnnotationComposer::paintBand(QImage &band, int top) const
     }
 }
 
-QImage AnnotationComposer::composeBand(const QImage &picture, int top, int height, QImage::Format format) const
+bool AnnotationComposer::touches(int top, int height) const
 {
-    const QRectF rows(0, top, picture.width(), height);
-    bool touched = false;
-    for (const Step &step : m_steps)
-        touched = touched || step.bounds.adjusted(-1, -1, 1, 1).intersects(rows);
-    if (!touched && picture.format() == format) {
-        // Nothing drawn here: the picture's own rows, read in place.
-        return QImage(picture.constScanLine(top), picture.width(), height, picture.bytesPerLine(), format);
+    const QRectF rows(0, top, m_output.width(), height);
+    for (const Step &step : m_steps) {
+        if (step.bounds.adjusted(-1, -1, 1, 1).intersects(rows))
+            return true;
     }
-    QImage band = picture.copy(0, top, picture.width(), height);
-    if (band.format() != format)
-        band = band.convertToFormat(format);
-    if (band.isNull())
-        return band;
-    paintBand(band, top);
-    return band;
+    return false;
+}
+
+void AnnotationComposer::copyRows(const QImage &picture, int top, QImage &band)
+{
+    const int height = band.height();
+    if (picture.format() == band.format()) {
+        const size_t bytes = size_t(qMin(picture.bytesPerLine(), band.bytesPerLine()));
+        for (int y = 0; y < height; ++y)
+            memcpy(band.scanLine(y), picture.constScanLine(top + y), bytes);
+        return;
+    }
+    // Other formats go through Qt's conversion, rows read in place.
+    const QImage rows(picture.constScanLine(top), picture.width(), height, picture.bytesPerLine(), picture.format());
+    const QImage converted = rows.convertToFormat(band.format());
+    const size_t bytes = size_t(qMin(converted.bytesPerLine(), band.bytesPerLine()));
+    for (int y = 0; y < height && !converted.isNull(); ++y)
+        memcpy(band.scanLine(y), converted.constScanLine(y), bytes);
 }
 
 QImage AnnotationComposer::compose(const QImage &picture, QImage::Format format) const
@@ -229,12 +238,8 @@ QImage AnnotationComposer::compose(const QImage &picture, QImage::Format format)
     // Every band copies and draws its own rows, so the bands run side by side.
     QtConcurrent::blockingMap(tops, [&](int top) {
         const int height = qMin(BandHeight, picture.height() - top);
-        QImage rows = picture.copy(0, top, width, height);
-        if (rows.format() != format)
-            rows = rows.convertToFormat(format);
         QImage band(bits + top * bpl, width, height, bpl, format);
-        for (int y = 0; y < height; ++y)
-            memcpy(band.scanLine(y), rows.constScanLine(y), size_t(qMin<qsizetype>(bpl, rows.bytesPerLine())));
+        copyRows(picture, top, band);
         if (!m_steps.isEmpty())
             paintBand(band, top);
     });
@@ -259,14 +264,36 @@ bool AnnotationComposer::writeJpeg(const QImage &picture, QIODevice *device, int
     // Only a few bands ahead of the encoder, so a band is still in the cache when it is encoded.
     const int bandCount = (picture.height() + JpegBandHeight - 1) / JpegBandHeight;
     const int ahead = pool->maxThreadCount() + 1;
+    // Bands are drawn into a few buffers taken in turn: a fresh band each time costs the kernel a
+    // page fault every 4 KB and the encoder reads it from memory rather than from the cache.
+    // Band i goes to buffer i % size, whose band before it was encoded before band i is launched.
+    std::vector<QImage> buffers(size_t(ahead + 1));
     QVector<QFuture<QImage>> bands(bandCount);
+    QVector<bool> inPlace(bandCount, false);
     int launched = 0;
+    bool noMemory = false;
     auto launch = [&](int upTo) {
         for (; launched < qMin(upTo, bandCount); ++launched) {
             const int top = launched * JpegBandHeight;
             const int height = qMin(JpegBandHeight, picture.height() - top);
-            bands[launched] = QtConcurrent::run(pool, [this, &picture, top, height] {
-                return composeBand(picture, top, height, QImage::Format_RGB32);
+            if (!touches(top, height) && picture.format() == QImage::Format_RGB32) {
+                inPlace[launched] = true; // nothing drawn here: the picture's own rows
+                continue;
+            }
+            QImage &buffer = buffers[size_t(launched) % buffers.size()];
+            if (buffer.isNull())
+                buffer = QImage(picture.width(), JpegBandHeight, QImage::Format_RGB32);
+            if (buffer.isNull()) {
+                noMemory = true;
+                return;
+            }
+            uchar *bits = buffer.bits();
+            const qsizetype bpl = buffer.bytesPerLine();
+            bands[launched] = QtConcurrent::run(pool, [this, &picture, top, height, bits, bpl] {
+                QImage band(bits, picture.width(), height, bpl, QImage::Format_RGB32);
+                copyRows(picture, top, band);
+                paintBand(band, top);
+                return band;
             });
         }
     };
@@ -302,8 +329,15 @@ bool AnnotationComposer::writeJpeg(const QImage &picture, QIODevice *device, int
         jpeg_start_compress(&cinfo, TRUE);
         for (int i = 0; i < bandCount && !dest.failed; ++i) {
             launch(i + 1 + ahead);
-            current = bands[i].result();
-            if (current.isNull()) {
+            if (i >= launched)
+                current = QImage();
+            else if (inPlace.at(i))
+                current = QImage(picture.constScanLine(i * JpegBandHeight), picture.width(),
+                                 qMin(JpegBandHeight, picture.height() - i * JpegBandHeight), picture.bytesPerLine(),
+                                 QImage::Format_RGB32);
+            else
+                current = bands[i].result();
+            if (current.isNull() || noMemory) {
                 std::snprintf(jerr.message, sizeof(jerr.message), "no memory for a band");
                 break;
             }
@@ -320,8 +354,9 @@ bool AnnotationComposer::writeJpeg(const QImage &picture, QIODevice *device, int
     }
     jpeg_destroy_compress(&cinfo);
     current = QImage();
-    for (int i = 0; i < launched; ++i)
-        bands[i].waitForFinished();
+    // Every launched band, whatever the way out (a default future is finished).
+    for (QFuture<QImage> &band : bands)
+        band.waitForFinished();
     if (!ok && error) {
         *error = dest.failed ? device->errorString()
                              : QString::fromLocal8Bit(jerr.message[0] ? jerr.message : "encoding stopped");

@@ -19,7 +19,7 @@ namespace OrvPainterBase {
  * The scene is read once, on the GUI thread, into a list of drawing steps in stacking order:
  * strokes stay paths, everything else (text, other items) is painted there into a picture of its
  * own. Bands then copy their rows of the picture and draw the steps that reach them, each on its
- * own copy of the paths, so they can run at once.
+ * own copy of the paths, so they can run at once; bands no step reaches are read in place.
  *
  * writeJpeg() encodes band after band while later bands are still being composed, so a saved
  * picture with annotations costs little more than the bare picture's encoding.
@@ -57,8 +57,10 @@ private:
 
     /// band holds rows top.. of the picture; the steps reaching it are drawn over them.
     void paintBand(QImage &band, int top) const;
-    /// Rows [top, top + height) of picture, in RGB32 or format, composed.
-    QImage composeBand(const QImage &picture, int top, int height, QImage::Format format) const;
+    /// Whether any step reaches rows [top, top + height).
+    bool touches(int top, int height) const;
+    /// Rows top.. of picture into band (all its rows), converted to band's format.
+    static void copyRows(const QImage &picture, int top, QImage &band);
 
     QVector<Step> m_steps;
     QSize m_output;
