@@ -21,7 +21,9 @@ GalleryWindow::GalleryWindow(QWidget *parent)
         m_list->addItem(page.title);
         m_stack->addWidget(new QWidget);
     }
-    m_list->setFixedWidth(170);
+    // As wide as the longest title, so none is cut off.
+    m_list->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    m_list->setFixedWidth(m_list->sizeHintForColumn(0) + 2 * m_list->frameWidth() + 16);
     connect(m_list, &QListWidget::currentRowChanged, this, &GalleryWindow::showRow);
     auto *central = new QWidget;
     auto *layout = new QHBoxLayout(central);
