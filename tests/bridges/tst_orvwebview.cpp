@@ -216,8 +216,8 @@ private Q_SLOTS:
     {
         OrvWebView first;
         OrvWebView second;
-        auto *one = new EchoBridge(&first);
-        auto *two = new EchoBridge(&second);
+        auto *one = new EchoBridge(&first, &first);
+        auto *two = new EchoBridge(&second, &second);
         first.registerObject(one, QStringLiteral("echoBridge"));
         second.registerObject(two, QStringLiteral("echoBridge"));
         QVERIFY(load(&first, page(QStringLiteral("/client/t/recorder.html"))));

@@ -39,8 +39,10 @@ namespace {
 // Answers the next message box with the named button once it shows; the text it showed goes to *text.
 void answerNextBox(const char *button, QString *text = nullptr)
 {
+    // The pending timer holds the poll; the poll itself only a weak reference, or it never goes.
     auto poll = std::make_shared<std::function<void()>>();
-    *poll = [button, text, poll] {
+    std::weak_ptr<std::function<void()>> weak = poll;
+    *poll = [button, text, weak] {
         const auto widgets = QApplication::topLevelWidgets();
         for (QWidget *w : widgets) {
             auto *box = qobject_cast<OrvMessageBox *>(w);
@@ -51,9 +53,10 @@ void answerNextBox(const char *button, QString *text = nullptr)
                 return;
             }
         }
-        QTimer::singleShot(10, *poll);
+        if (const auto self = weak.lock())
+            QTimer::singleShot(10, [self] { (*self)(); });
     };
-    QTimer::singleShot(0, *poll);
+    QTimer::singleShot(0, [poll] { (*poll)(); });
 }
 
 QStringList childNamesInLayoutOrder(QWidget *bar)

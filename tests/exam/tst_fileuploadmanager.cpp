@@ -75,7 +75,7 @@ private Q_SLOTS:
         QVERIFY(f.open(QIODevice::WriteOnly));
         m_bytes = QByteArray(300 * 1024, 'x');
         for (int i = 0; i < m_bytes.size(); ++i)
-            m_bytes[i] = char((i * 7919) >> 3);
+            m_bytes[i] = char((quint32(i) * 7919u) >> 3);
         f.write(m_bytes);
     }
 

@@ -17,6 +17,7 @@ endforeach()
 # The host sees only the installed tree: no path into the source or build folders.
 execute_process(COMMAND ${CMAKE_COMMAND} -S "${HOST_DIR}" -B "${SCRATCH}/host-cmake" -G Ninja
                         "-DCMAKE_PREFIX_PATH=${SCRATCH}/prefix" -DCMAKE_BUILD_TYPE=Release
+                        "-DCMAKE_CXX_FLAGS=${HOST_FLAGS}" "-DCMAKE_EXE_LINKER_FLAGS=${HOST_FLAGS}"
                 RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE err)
 if(NOT rc EQUAL 0)
     message(FATAL_ERROR "configuring the host failed: ${out} ${err}")
@@ -57,7 +58,8 @@ if(into_platform GREATER -1 OR into_sources GREATER -1)
     message(FATAL_ERROR "pkg-config points into the source tree: ${flags}")
 endif()
 separate_arguments(flag_list UNIX_COMMAND "${flags}")
-execute_process(COMMAND ${CXX} "${HOST_DIR}/host.cpp" -o "${SCRATCH}/orv-host-pc" ${flag_list}
+separate_arguments(host_flag_list UNIX_COMMAND "${HOST_FLAGS}")
+execute_process(COMMAND ${CXX} ${host_flag_list} "${HOST_DIR}/host.cpp" -o "${SCRATCH}/orv-host-pc" ${flag_list}
                         "-Wl,-rpath,${SCRATCH}/prefix/lib"
                 RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE err)
 if(NOT rc EQUAL 0)

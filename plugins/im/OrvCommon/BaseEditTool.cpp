@@ -228,8 +228,9 @@ void BaseEditTool::applyAll()
 
 bool BaseEditTool::eventFilter(QObject *watched, QEvent *event)
 {
-    // Drawing starts: the settings box makes room.
-    if (m_painter && watched == m_painter->viewport() && event->type() == QEvent::MouseButtonPress)
+    // Drawing starts: the settings box makes room. The type comes first: a layer being destroyed
+    // still sends events, and is no painter any more by then.
+    if (event->type() == QEvent::MouseButtonPress && m_painter && watched == m_painter->viewport())
         hideBoxes();
     return QObject::eventFilter(watched, event);
 }

@@ -7,7 +7,8 @@ class QButtonGroup;
 class QToolButton;
 
 /// Eraser sizes, and clearing every annotation.
-enum EraserType { EraserSmall = 0, EraserMedium = 1, EraserLarge = 2, EraserClear = 3 };
+// Fixed to int: sizes a newer client sends are kept as they are.
+enum EraserType : int { EraserSmall = 0, EraserMedium = 1, EraserLarge = 2, EraserClear = 3 };
 Q_DECLARE_METATYPE(EraserType)
 
 /**

@@ -574,7 +574,8 @@ void ImageGraphicsView::keyReleaseEvent(QKeyEvent *event)
 
 bool ImageGraphicsView::eventFilter(QObject *watched, QEvent *event)
 {
-    if (watched == m_painter && (event->type() == QEvent::KeyPress || event->type() == QEvent::KeyRelease)) {
+    // The type first: while the layer is being destroyed it is no painter any more.
+    if ((event->type() == QEvent::KeyPress || event->type() == QEvent::KeyRelease) && watched == m_painter) {
         auto *key = static_cast<QKeyEvent *>(event);
         if (key->key() == Qt::Key_Space && !m_painter->isEditingText()) {
             if (event->type() == QEvent::KeyPress)

@@ -778,18 +778,19 @@ bool ImagePreviewFrame::eventFilter(QObject *watched, QEvent *event)
             updatePrevNextVisibility(static_cast<QMouseEvent *>(event)->pos());
         }
     } else if (watched == m_titleBar) {
-        auto *mouse = static_cast<QMouseEvent *>(event);
         switch (event->type()) {
-        case QEvent::MouseButtonPress:
+        case QEvent::MouseButtonPress: {
+            const auto *mouse = static_cast<QMouseEvent *>(event);
             if (mouse->button() == Qt::LeftButton && !isMaximized()) {
                 m_movingWindow = true;
                 m_dragStart = mouse->globalPos();
                 m_windowStart = pos();
             }
             break;
+        }
         case QEvent::MouseMove:
             if (m_movingWindow)
-                move(m_windowStart + mouse->globalPos() - m_dragStart);
+                move(m_windowStart + static_cast<QMouseEvent *>(event)->globalPos() - m_dragStart);
             break;
         case QEvent::MouseButtonRelease:
             m_movingWindow = false;
