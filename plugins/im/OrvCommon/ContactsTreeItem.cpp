@@ -221,12 +221,13 @@ private:
 
 bool lessThan(const ContactsTreeItem *a, const ContactsTreeItem *b, const NameOrder &names)
 {
-    const int ra = ContactsTreeItem::toSortNum(a->type());
-    const int rb = ContactsTreeItem::toSortNum(b->type());
-    if (ra != rb)
-        return ra < rb;
-    if (a->type() != b->type())
+    if (a->type() != b->type()) {
+        const int ra = ContactsTreeItem::toSortNum(a->type());
+        const int rb = ContactsTreeItem::toSortNum(b->type());
+        if (ra != rb)
+            return ra < rb;
         return typeTieBreak(a->type()) < typeTieBreak(b->type());
+    }
     if (a->type() == ContactsTreeItem::RecentChat)
         return a->lastMsgTime() > b->lastMsgTime();
     if (a->sortNum() == -1 && b->sortNum() == -1)
