@@ -47,13 +47,23 @@ void ClusterInfo::sortMembers(ClusterMembers &members, quint64 uid)
         default: return 3;
         }
     };
-    std::stable_sort(members.begin(), members.end(), [&](const ClusterMemberInfoPtr &a, const ClusterMemberInfoPtr &b) {
-        const auto key = [&](const ClusterMemberInfoPtr &m) {
-            return std::make_tuple(m->id() == uid ? 0 : 1, identityRank(m->identity()),
-                                   lessonRank(m->lessonIdentity()), m->id());
-        };
-        return key(a) < key(b);
+    // Each member's key once; the pointers are moved, not copied, so no reference counts change.
+    struct Keyed {
+        int rank;
+        quint64 id;
+        ClusterMemberInfoPtr member;
+    };
+    std::vector<Keyed> keyed;
+    keyed.reserve(members.size());
+    for (auto &m : members) {
+        const int rank = (m->id() == uid ? 0 : 16) + identityRank(m->identity()) * 4 + lessonRank(m->lessonIdentity());
+        keyed.push_back({rank, m->id(), std::move(m)});
+    }
+    std::stable_sort(keyed.begin(), keyed.end(), [](const Keyed &a, const Keyed &b) {
+        return a.rank != b.rank ? a.rank < b.rank : a.id < b.id;
     });
+    for (size_t i = 0; i < keyed.size(); ++i)
+        members[i] = std::move(keyed[i].member);
 }
 
 void ClusterInfo::setMute(quint64 uid, bool mute)

@@ -69,6 +69,9 @@ private Q_SLOTS:
         QStringList names;
         for (int i = 0; i < 3000; ++i)
             names << gen.next();
+        // Long names whose collation keys outgrow a short buffer, some sharing a long prefix.
+        for (int i = 0; i < 3000; i += 50)
+            names[i] = names.at(i).repeated(60) + (i % 100 ? names.at(i + 1) : QString());
 
         // The name order is a strict weak order and the one QString::localeAwareCompare follows.
         for (int i = 0; i + 1 < names.size(); i += 2) {

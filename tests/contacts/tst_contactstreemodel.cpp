@@ -607,6 +607,34 @@ private Q_SLOTS:
         QCOMPARE(found[0].parent(), f.heading(Item::CompanyZoom));
     }
 
+    // A bulk build adds a department's staff or a class's members without searching the list
+    // when none repeats; one the engine hands over twice is still listed once, in its first place.
+    void shouldListAPersonOnceWhenTheEngineRepeatsThem()
+    {
+        QVERIFY(ContactsFixture::load());
+        SchoolChartManager::instance()->store().addEmployee(
+            std::make_shared<SchoolChart::EmployeeInfo>(8, 900, 2, QStringLiteral("赵敏 again")));
+        OrgChartManager::instance()->store().addEmployee(std::make_shared<Org::EmployeeInfo>(2, 700, 10, QStringLiteral("张伟 again")));
+        const auto cls = ContactsEngine::instance()->getClusterInfo(ClusterID(101, Class));
+        ClusterMembers members = cls->members();
+        members.push_back(std::make_shared<ClusterMemberInfo>(50));
+        cls->setMembers(members);
+
+        ContactsFixture f;
+        f.create();
+        WorldLoader::finishSync();
+
+        const QModelIndex office = f.model->indexByValue(f.heading(Item::SchoolZoom), Item::SchoolDepartmentZoom, ClusterID(2, Local));
+        QCOMPARE(childNames(f.model, office), (QStringList{"张伟", "赵敏", "Sub office"}));
+        const QModelIndex sales = f.model->indexByValue(f.heading(Item::CompanyZoom), Item::DepartmentZoom, ClusterID(10, Local));
+        QCOMPARE(childNames(f.model, sales), (QStringList{"张伟", "Me"}));
+        const QModelIndex classNode = f.model->indexByValue(f.heading(Item::SchoolZoom), Item::ClassZoom, ClusterID(101, Class));
+        std::vector<QModelIndex> student;
+        f.model->indexByValue(classNode, Item::ClassMember, ClusterID(50, Local), student);
+        QCOMPARE(student.size(), size_t(1));
+        QCOMPARE(f.model->rowCount(classNode), 3); // me, 50 and 51; 52 has left
+    }
+
     void shouldNeverRemoveAHeadingByValue()
     {
         QVERIFY(ContactsFixture::load());

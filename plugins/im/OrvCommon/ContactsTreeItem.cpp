@@ -3,9 +3,13 @@
 #include "contactsengine.h"
 #include "orvlang.h"
 
-#include <QCollator>
+#include "orvcommon_logging.h"
+
+#include <unicode/ucol.h>
+
 #include <algorithm>
 #include <atomic>
+#include <cstring>
 
 using OrvEngine::ClusterID;
 
@@ -121,28 +125,14 @@ int typeTieBreak(int type)
     return type == ContactsTreeItem::RecentZoom ? 0 : type;
 }
 
-// The one order of names. Comparisons and sort keys come from the same collator, so a list
-// sorted by keys is sorted for compare() too. Qt's collator for the C locale compares UTF-16
-// code units but builds its keys from UTF-8, which orders characters beyond U+FFFF after
-// U+E000..U+FFFF instead of before them; there the names themselves are the keys.
+// The one order of names: one ICU collator of the collation locale, set up as QCollator sets
+// up its own (so the order is the one QString::localeAwareCompare follows), used directly so
+// that a sort key costs one call into a reused buffer. Comparisons and keys come from the same
+// collator, so a list sorted by keys is sorted for compare() too. Under the C locale (and
+// without a usable collator, as QCollator then does) names compare by UTF-16 code units.
 class NameOrder
 {
 public:
-    // A collation key; keys compare as their names do.
-    class Key
-    {
-    public:
-        int compare(const Key &o) const { return m_codeUnits ? m_name.compare(o.m_name) : m_key.compare(o.m_key); }
-
-    private:
-        friend class NameOrder;
-        Key(QCollatorSortKey key, QString name, bool codeUnits)
-            : m_key(std::move(key)), m_name(std::move(name)), m_codeUnits(codeUnits) {}
-        QCollatorSortKey m_key;
-        QString m_name;
-        bool m_codeUnits;
-    };
-
     // Per thread, as collators are not shared between threads. Rebuilt when the default locale
     // changes; every list sorted under the old order then counts as unsorted (epoch()).
     static NameOrder &current()
@@ -154,47 +144,90 @@ public:
         return order;
     }
 
+    NameOrder(const NameOrder &) = delete;
+    NameOrder &operator=(const NameOrder &) = delete;
+    ~NameOrder() { close(); }
+
+    bool byCodeUnits() const { return !m_collator; }
+
     int compare(const QString &a, const QString &b) const
     {
-        return m_codeUnits ? a.compare(b) : m_collator.compare(a, b);
+        if (!m_collator)
+            return a.compare(b);
+        return ucol_strcoll(m_collator, chars(a), a.size(), chars(b), b.size());
     }
-    Key key(const QString &name) const
+
+    // Appends the collation key of name, its terminating zero included, to keys. Keys compare
+    // with memcmp as their names do with compare(). Needs a collator.
+    void appendKey(const QString &name, std::vector<uint8_t> &keys) const
     {
-        if (m_codeUnits)
-            return Key(m_emptyKey, name, true);
-        return Key(m_collator.sortKey(name), QString(), false);
+        uint8_t buffer[256];
+        const int32_t size = ucol_getSortKey(m_collator, chars(name), name.size(), buffer, int32_t(sizeof buffer));
+        if (size <= int32_t(sizeof buffer)) {
+            keys.insert(keys.end(), buffer, buffer + size);
+            return;
+        }
+        const size_t at = keys.size();
+        keys.resize(at + size_t(size));
+        ucol_getSortKey(m_collator, chars(name), name.size(), keys.data() + at, size);
     }
-    Key emptyKey() const { return Key(m_emptyKey, QString(), m_codeUnits); }
+
     quint32 epoch() const { return m_epoch; }
 
 private:
-    NameOrder() : m_emptyKey(QCollator(QLocale::c()).sortKey(QString())) { rebuild(QLocale()); }
+    NameOrder() { rebuild(QLocale()); }
+
+    static const UChar *chars(const QString &s) { return reinterpret_cast<const UChar *>(s.constData()); }
+
+    void close()
+    {
+        if (m_collator)
+            ucol_close(m_collator);
+        m_collator = nullptr;
+    }
 
     void rebuild(const QLocale &defaultLocale)
     {
         static std::atomic<quint32> epochs{0};
+        close();
         m_defaultLocale = defaultLocale;
-        m_collator = QCollator(defaultLocale.collation());
-        m_codeUnits = m_collator.locale().language() == QLocale::C;
-        m_emptyKey = m_collator.sortKey(QString());
         m_epoch = ++epochs;
+        const QLocale collation = defaultLocale.collation();
+        if (collation.language() == QLocale::C)
+            return;
+        UErrorCode status = U_ZERO_ERROR;
+        const QByteArray name = collation.bcp47Name().replace('-', '_').toLatin1();
+        m_collator = ucol_open(name.constData(), &status);
+        if (U_FAILURE(status)) {
+            qCWarning(lcContacts) << "no collator for" << name << u_errorName(status) << "- names order by code units";
+            close();
+            return;
+        }
+        // QCollator's defaults: normalised, case-sensitive, numbers as text, punctuation counted.
+        ucol_setAttribute(m_collator, UCOL_NORMALIZATION_MODE, UCOL_ON, &status);
+        ucol_setAttribute(m_collator, UCOL_STRENGTH, UCOL_DEFAULT_STRENGTH, &status);
+        ucol_setAttribute(m_collator, UCOL_NUMERIC_COLLATION, UCOL_OFF, &status);
+        ucol_setAttribute(m_collator, UCOL_ALTERNATE_HANDLING, UCOL_NON_IGNORABLE, &status);
+        if (U_FAILURE(status)) {
+            qCWarning(lcContacts) << "collator for" << name << "not set up:" << u_errorName(status) << "- names order by code units";
+            close();
+        }
     }
 
     QLocale m_defaultLocale;
-    QCollator m_collator;
-    QCollatorSortKey m_emptyKey;
-    bool m_codeUnits = false;
+    UCollator *m_collator = nullptr;
     quint32 m_epoch = 0;
 };
 
 bool lessThan(const ContactsTreeItem *a, const ContactsTreeItem *b, const NameOrder &names)
 {
-    const int ra = ContactsTreeItem::toSortNum(a->type());
-    const int rb = ContactsTreeItem::toSortNum(b->type());
-    if (ra != rb)
-        return ra < rb;
-    if (a->type() != b->type())
+    if (a->type() != b->type()) {
+        const int ra = ContactsTreeItem::toSortNum(a->type());
+        const int rb = ContactsTreeItem::toSortNum(b->type());
+        if (ra != rb)
+            return ra < rb;
         return typeTieBreak(a->type()) < typeTieBreak(b->type());
+    }
     if (a->type() == ContactsTreeItem::RecentChat)
         return a->lastMsgTime() > b->lastMsgTime();
     if (a->sortNum() == -1 && b->sortNum() == -1)
@@ -253,40 +286,49 @@ bool ContactsTreeItem::sortChildren()
         return lessThan(static_cast<ContactsTreeItem *>(a), static_cast<ContactsTreeItem *>(b), names);
     };
 
-    if (list.size() < keySortFrom()) {
+    if (list.size() < keySortFrom() || names.byCodeUnits()) {
         std::stable_sort(list.begin(), list.end(), less);
     } else {
-        // The same order as lessThan's, with the name comparison replaced by its key's.
+        // The same order as lessThan's, with the name comparison replaced by its key's. Each
+        // name gets its key once, into one buffer for the whole list.
         struct Key {
             int rank;
             int tie;
             qint64 num;
-            NameOrder::Key name;
+            quint32 at; // name key in bytes, when the node sorts by name
+            quint32 size;
             AbstractTreeItem *item;
         };
-        const NameOrder::Key emptyKey = names.emptyKey();
         std::vector<Key> keys;
         keys.reserve(size_t(list.size()));
+        std::vector<uint8_t> bytes;
+        bytes.reserve(size_t(list.size()) * 32);
         for (AbstractTreeItem *node : list) {
             const auto *c = static_cast<ContactsTreeItem *>(node);
-            Key k{toSortNum(c->m_type), typeTieBreak(c->m_type), 0, emptyKey, node};
+            Key k{toSortNum(c->m_type), typeTieBreak(c->m_type), 0, 0, 0, node};
             if (c->m_type == RecentChat) {
                 k.num = -qint64(c->m_lastMsgTime);
             } else {
                 k.num = c->m_sortNum;
-                if (c->m_sortNum == -1)
-                    k.name = names.key(c->m_name);
+                if (c->m_sortNum == -1) {
+                    k.at = quint32(bytes.size());
+                    names.appendKey(c->m_name, bytes);
+                    k.size = quint32(bytes.size()) - k.at;
+                }
             }
-            keys.push_back(std::move(k));
+            keys.push_back(k);
         }
-        std::stable_sort(keys.begin(), keys.end(), [](const Key &a, const Key &b) {
+        const uint8_t *data = bytes.data();
+        std::stable_sort(keys.begin(), keys.end(), [data](const Key &a, const Key &b) {
             if (a.rank != b.rank)
                 return a.rank < b.rank;
             if (a.tie != b.tie)
                 return a.tie < b.tie;
             if (a.num != b.num)
                 return a.num < b.num;
-            return a.name.compare(b.name) < 0;
+            // Keys end with a zero byte that no other byte of a key is, so the shorter
+            // common length decides as the whole keys would.
+            return std::memcmp(data + a.at, data + b.at, std::min(a.size, b.size)) < 0;
         });
         for (int i = 0; i < list.size(); ++i)
             list[i] = keys[size_t(i)].item;

@@ -50,7 +50,7 @@ public:
     ItemType type() const { return m_type; }
     OrvEngine::ClusterID value() const { return m_value; }
 
-    QString name() const { return m_name; }
+    const QString &name() const { return m_name; }
     /// Takes the alias the user gave the cluster of this node's value when there is one.
     void setName(const QString &name);
 

@@ -106,6 +106,13 @@ bool isUnknowLesson(const std::vector<SnapshotLessonPtr> &lessons)
     return !anyFirst && lessons.front()->state() == SnapshotLesson::Unscheduled;
 }
 
+// True when no id is listed twice; sorts ids.
+bool allDistinct(std::vector<quint64> &ids)
+{
+    std::sort(ids.begin(), ids.end());
+    return std::adjacent_find(ids.begin(), ids.end()) == ids.end();
+}
+
 // Sorted copies for membership tests on long lists.
 template<typename T>
 std::vector<T> sortedCopy(std::vector<T> v)
@@ -429,6 +436,12 @@ Item *ContactsTreeModel::addItem(Item *parent, Item::ItemType type, const Cluste
 {
     if (Item *existing = findChild(parent, type, value))
         return existing;
+    return appendItem(parent, type, value, name, lastMsgTime);
+}
+
+Item *ContactsTreeModel::appendItem(Item *parent, Item::ItemType type, const ClusterID &value, const QString &name,
+                                    quint32 lastMsgTime)
+{
     auto *node = new Item(type, value, parent);
     node->setLastMsgTime(lastMsgTime);
     node->setName(name);
@@ -839,6 +852,13 @@ void ContactsTreeModel::updateAClass(const ClusterInfoPtr &cluster)
     }
     auto members = cluster->vaildMmembers();
     ClusterInfo::sortMembers(members, me);
+    // An empty class node and members listed once each: no member needs looking for first.
+    std::vector<quint64> uids;
+    uids.reserve(members.size());
+    for (const auto &member : members)
+        uids.push_back(member->id());
+    const bool fresh = classNode->childCount() == 0 && allDistinct(uids);
+    classNode->refChildren().reserve(int(members.size()));
     for (const auto &member : members) {
         QString name = member->nickname();
         if (name.isEmpty()) {
@@ -847,7 +867,8 @@ void ContactsTreeModel::updateAClass(const ClusterInfoPtr &cluster)
             else
                 qCInfo(lcContacts) << "can not find user info:" << member->id();
         }
-        Item *node = addItem(classNode, Item::ClassMember, ClusterID(member->id(), Local), name);
+        const ClusterID value(member->id(), Local);
+        Item *node = fresh ? appendItem(classNode, Item::ClassMember, value, name) : addItem(classNode, Item::ClassMember, value, name);
         node->setSchoolId(cluster->id().id());
         node->setUid(member->id());
         node->setIsForceDisable(member->memberStatus() != MemberStatus::Normal);
@@ -868,15 +889,27 @@ void ContactsTreeModel::insertChart(Chart *chart, quint64 unitId, quint64 depart
         size_t next;
     };
     QSet<quint64> placed{departmentId};
+    std::vector<quint64> uids;
     auto open = [&](quint64 did, Item *item) {
-        for (const auto &e : chart->getEmployeeInfos(unitId, did)) {
+        const auto employees = chart->getEmployeeInfos(unitId, did);
+        Departments subs = chart->getDepartmentInfos(unitId, did);
+        // An empty node and staff listed once each: no one needs looking for first.
+        uids.clear();
+        for (const auto &e : employees) {
+            if (e)
+                uids.push_back(e->uid());
+        }
+        const bool fresh = item->childCount() == 0 && allDistinct(uids);
+        item->refChildren().reserve(item->childCount() + int(uids.size() + subs.size()));
+        for (const auto &e : employees) {
             if (!e)
                 continue;
-            Item *node = addItem(item, staffType, ClusterID(e->uid(), staffKind), e->name());
+            const ClusterID value(e->uid(), staffKind);
+            Item *node = fresh ? appendItem(item, staffType, value, e->name()) : addItem(item, staffType, value, e->name());
             node->setUid(e->uid());
             node->setSchoolId(unitId);
         }
-        return Level{item, chart->getDepartmentInfos(unitId, did), 0};
+        return Level{item, std::move(subs), 0};
     };
     std::vector<Level> stack;
     stack.push_back(open(departmentId, parent));

@@ -136,6 +136,9 @@ private:
     ContactsTreeItem *findChild(ContactsTreeItem *parent, ContactsTreeItem::ItemType type, const OrvEngine::ClusterID &value);
     ContactsTreeItem *addItem(ContactsTreeItem *parent, ContactsTreeItem::ItemType type, const OrvEngine::ClusterID &value,
                               const QString &name, quint32 lastMsgTime = 0);
+    /// Appends without looking for a twin: for callers that know the value is not under parent.
+    ContactsTreeItem *appendItem(ContactsTreeItem *parent, ContactsTreeItem::ItemType type, const OrvEngine::ClusterID &value,
+                                 const QString &name, quint32 lastMsgTime = 0);
     void removeItem(ContactsTreeItem *item);
     void clearChildren(ContactsTreeItem *item);
     void addSession(ContactsTreeItem *recent, const OrvEngine::SessionPtr &session);
