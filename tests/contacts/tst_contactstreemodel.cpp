@@ -379,8 +379,8 @@ private Q_SLOTS:
         QVERIFY(!f.model->indexByValue(groups, Item::Course, ClusterID(200, Class)).isValid());
 
         // A course announced alone is listed only when it is a single-lesson or unknown-lesson one.
-        courses->addCourse(SnapshotCoursePtr::create(310, 900, QStringLiteral("Regular"), 1),
-                           {SnapshotLessonPtr::create(1, 310, 900, QString())});
+        const SnapshotLessonPtr lesson = SnapshotLessonPtr::create(1, 310, 900, QString());
+        courses->addCourse(SnapshotCoursePtr::create(310, 900, QStringLiteral("Regular"), 1), {lesson});
         QVERIFY(!f.model->indexByValue(groups, Item::Course, ClusterID(310, Class)).isValid());
         courses->addCourse(SnapshotCoursePtr::create(311, 900, QStringLiteral("Trial"), SnapshotCourse::Trial), {});
         QVERIFY(f.model->indexByValue(groups, Item::Course, ClusterID(311, Class)).isValid());
