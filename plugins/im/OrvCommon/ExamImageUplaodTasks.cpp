@@ -127,6 +127,10 @@ void ExamImageUplaodTasks::joinWaste()
     std::vector<std::thread> done;
     {
         QMutexLocker lock(&m_mutex);
+        // Only a thread outside the pool joins: two workers ending together would otherwise
+        // each join the other, and neither would start the next task.
+        if (m_threads.count(self))
+            return;
         QMutexLocker wasteLock(&m_wasteMutex);
         // Only threads whose work has returned: a deleted task may still be stopping.
         for (auto it = m_waste.begin(); it != m_waste.end();) {
