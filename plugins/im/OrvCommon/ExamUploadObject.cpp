@@ -471,21 +471,28 @@ void ExamUploadObject::startUpload()
     {
         QMutexLocker lock(&m_dataMutex);
         bool anyMissing = false;
-        for (int q = 0; q < m_commitInfo.questionList.size(); ++q) {
-            for (int i = 0; i < m_commitInfo.questionList.at(q).imgList.size(); ++i) {
-                const ImageInfo &image = m_commitInfo.questionList.at(q).imgList.at(i);
-                if (image.status == ImageInfo::StatusUploaded || hasLiveTaskLocked(m_commitInfo.questionList.at(q).questionId, image.imageKey))
-                    continue;
-                bool missing = false;
-                queueLocked(q, i, cos, &missing);
-                anyMissing = anyMissing || missing;
-            }
-        }
+        for (int q = 0; q < m_commitInfo.questionList.size(); ++q)
+            anyMissing = requeueQuestionLocked(q, cos) || anyMissing;
         if (anyMissing && m_sendToWeb)
             state = m_commitInfo.toJson();
     }
     if (!state.isEmpty())
         sendState(state);
+}
+
+bool ExamUploadObject::requeueQuestionLocked(int questionIndex, bool useObjectStorage)
+{
+    bool anyMissing = false;
+    const QString questionId = m_commitInfo.questionList.at(questionIndex).questionId;
+    for (int i = 0; i < m_commitInfo.questionList.at(questionIndex).imgList.size(); ++i) {
+        const ImageInfo &image = m_commitInfo.questionList.at(questionIndex).imgList.at(i);
+        if (image.status == ImageInfo::StatusUploaded || hasLiveTaskLocked(questionId, image.imageKey))
+            continue;
+        bool missing = false;
+        queueLocked(questionIndex, i, useObjectStorage, &missing);
+        anyMissing = anyMissing || missing;
+    }
+    return anyMissing;
 }
 
 void ExamUploadObject::examFailEditImgsReloadUpload(const QString &data, const QString &cbKey)
@@ -509,15 +516,7 @@ void ExamUploadObject::examFailEditImgsReloadUpload(const QString &data, const Q
             qCWarning(lcExamUpload) << "retry asked for unknown question" << questionId;
             return;
         }
-        bool anyMissing = false;
-        for (int i = 0; i < m_commitInfo.questionList.at(q).imgList.size(); ++i) {
-            const ImageInfo &image = m_commitInfo.questionList.at(q).imgList.at(i);
-            if (image.status == ImageInfo::StatusUploaded || hasLiveTaskLocked(questionId, image.imageKey))
-                continue;
-            bool missing = false;
-            queueLocked(q, i, cos, &missing);
-            anyMissing = anyMissing || missing;
-        }
+        const bool anyMissing = requeueQuestionLocked(q, cos);
         if (anyMissing && m_sendToWeb)
             state = m_commitInfo.toJson();
     }

@@ -128,6 +128,8 @@ private:
     // The *Locked functions expect m_dataMutex held.
     bool queueLocked(int questionIndex, int imageIndex, bool useObjectStorage, bool *missingFile);
     bool hasLiveTaskLocked(const QString &questionId, const QString &imageKey) const;
+    // Queues every image of the question that is neither uploaded nor on its way; true when a file was missing.
+    bool requeueQuestionLocked(int questionIndex, bool useObjectStorage);
     void deleteImageTaskLocked(const QString &questionId, const QString &imageKey);
     void stopAllTasksLocked();
     /// On this object's thread, from an upload thread.
